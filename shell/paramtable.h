@@ -69,6 +69,12 @@ enum ProxyFlag : int32_t {
     kProxyIsBypass = 1 << 16,
 };
 
+/// Four characters read as one big-endian 32-bit value: fourCharId("bpas") is 'bpas'.
+constexpr uint32_t fourCharId(const char (&text)[5]) {
+    return uint32_t(uint8_t(text[0])) << 24 | uint32_t(uint8_t(text[1])) << 16 |
+           uint32_t(uint8_t(text[2])) << 8 | uint32_t(uint8_t(text[3]));
+}
+
 struct ProxyParam {
     /// Four characters read as one big-endian 32-bit value, e.g. 'bpas'.
     uint32_t id;

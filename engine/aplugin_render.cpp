@@ -1,0 +1,224 @@
+// One block of the engine: the 28 steps from deferred note-offs to the peak followers.
+
+#include "effects/modulefxchorus.h"
+#include "effects/modulefxequalizer.h"
+#include "effects/signaltools.h"
+#include "engine/aplugin.h"
+#include "engine/moduleextcontrol.h"
+#include "engine/modulemidi.h"
+#include "engine/moduleperfomance.h"
+#include "filters/modulefilter.h"
+#include "modulators/modulearp.h"
+#include "modulators/moduleenvelope.h"
+#include "modulators/modulelfo.h"
+#include "modulators/modulestepper.h"
+#include "shell/paramtable.h"
+#include "sources/modulemixer.h"
+#include "sources/moduleoscillator.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace torvo {
+
+namespace {
+constexpr int kExtChannelOfSource[7] = {kSrcModWheel, kSrcBreath,     kSrcFootPedal, kSrcExpression,
+                                        kSrcSustain,  kSrcPitchWheel, kSrcAftertouch};
+constexpr float kPeakCeiling = 2.0f;
+} // namespace
+
+void APlugin::dropDeferredNotes() {
+    if (!dropNotesFlag) return;
+    for (int note : notesToDrop) {
+        heldNotes.erase(std::remove(heldNotes.begin(), heldNotes.end(), note), heldNotes.end());
+        if (!holdPedal) midiModule->noteOff(0, note);
+    }
+    notesToDrop.clear();
+    dropNotesFlag = false;
+}
+
+void APlugin::runArpEvents(int frames) {
+    arp->process(frames, matrix->useOfSource(kSrcArpStep));
+    matrix->setSource(kSrcArpStep, arp->getOutputs(0));
+    if (arp->eventCount() > 0) {
+        midiModule->resetNoteState();
+    }
+    // A change across the mono/poly border cuts every note at the block's end.
+    if (isMonoMode(pendingMode) != isMonoMode(mode)) midiModule->allNotesCut(frames - 1);
+    if (panicPending) {
+        panicPending = 0;
+        midiModule->allNotesCut(frames - 1);
+    }
+    for (int i = 0; i < arp->eventCount(); ++i) {
+        const ArpEvent& e = arp->event(i);
+        const int offset = std::clamp(e.offset, 0, frames - 1);
+        if (e.type == 1) {
+            midiModule->noteOn(offset, e.pitch, e.velocity);
+            if (int(heldNotes.size()) < kMaxHeldNotes) heldNotes.push_back(e.pitch);
+        } else if (e.type == 2) {
+            midiModule->noteOff(offset, e.pitch);
+            heldNotes.erase(std::remove(heldNotes.begin(), heldNotes.end(), e.pitch),
+                            heldNotes.end());
+        }
+    }
+    arp->clearEvents();
+}
+
+void APlugin::renderSources(int frames) {
+    // Controllers: one block update, then the seven sources.
+    extControl->setBlockFrames(frames);
+    extControl->resetVoices();
+    for (int c = 0; c < 7; ++c) matrix->setSource(kExtChannelOfSource[c], controllerTables[c].data());
+
+    midiModule->processVoices(frames, extControl->output(5));
+    matrix->setSource(kSrcVelocity, midiModule->velocityTable());
+    matrix->setSource(kSrcKeyFollow, midiModule->keyFollowTable());
+    matrix->setSource(kSrcRandomBipolar, midiModule->randomBipolarTable());
+    matrix->setSource(kSrcRandomUnipolar, midiModule->randomUnipolarTable());
+    matrix->setSource(kSrcConstant10, midiModule->constantTenthTable());
+    matrix->setSource(kSrcConstant50, midiModule->constantHalfTable());
+
+    for (int v = 0; v < kVoiceCount; ++v)
+        shared.active[v] = shared.env1Stage[v] && *shared.env1Stage[v] != 0;
+
+    const bool arpRuns = arp->isOn() && !heldNotes.empty();
+    for (int s = 0; s < 2; ++s) {
+        steppers[s]->setArpState(arpRuns, stepSnapshot);
+        if (const int use = matrix->useOfSource(kSrcStepper1 + s)) steppers[s]->process(frames, use);
+        matrix->setSource(kSrcStepper1 + s, steppers[s]->getOutputs(0));
+    }
+    envelopes[0]->process(frames, 1);
+    for (int e = 1; e < 4; ++e)
+        if (const int use = matrix->useOfSource(kSrcEnv1 + e)) envelopes[e]->process(frames, use);
+    for (int e = 0; e < 4; ++e) matrix->setSource(kSrcEnv1 + e, envelopes[e]->getOutputs(0));
+    for (int l = 0; l < 4; ++l) {
+        if (const int use = matrix->useOfSource(kSrcLfo1 + l)) lfos[l]->process(frames, use);
+        matrix->setSource(kSrcLfo1 + l, lfos[l]->getOutputs(0));
+    }
+    if (stepSnapshot) std::fill(stepSnapshot, stepSnapshot + 4096, 0.0f);
+
+    bool macrosUsed = false;
+    for (int m = 0; m < 4; ++m) macrosUsed |= matrix->useOfSource(kSrcMod1 + m) != 0;
+    if (macrosUsed) performance->process(frames, 2);
+    for (int m = 0; m < 4; ++m) matrix->setSource(kSrcMod1 + m, performance->getOutputs(m));
+}
+
+void APlugin::renderVoices(int frames) {
+    for (int o = 0; o < 4; ++o) {
+        if (mixer->level(o) != 0.0f && !mixer->muted(o))
+            oscillators[o]->process(frames, std::max(1, matrix->useOfSource(kSrcOsc1 + o)));
+        matrix->setSource(kSrcOsc1 + o, oscillators[o]->getOutputs(0));
+    }
+    for (int v = firstVoice(); v <= lastVoice(); ++v) {
+        StereoPtr osc[4];
+        for (int o = 0; o < 4; ++o) osc[o] = oscillators[o]->getStereoOutputs(0)[v];
+        mixer->wireVoice(v, osc);
+    }
+    mixer->process(frames, 1);
+    filter->updateSmoothers(frames);
+    const StereoPtr* bus1 = mixer->getStereoOutputs(0);
+    const StereoPtr* bus2 = mixer->getStereoOutputs(1);
+    for (int v = firstVoice(); v <= lastVoice(); ++v)
+        if (shared.active[v]) filter->renderVoice(v, frames, bus1[v], bus2[v]);
+}
+
+void APlugin::sumVoices(float* const* stereo, int frames) {
+    float* __restrict outL = stereo[0];
+    float* __restrict outR = stereo[1];
+    std::fill(outL, outL + frames, 0.0f);
+    std::fill(outR, outR + frames, 0.0f);
+    const StereoPtr* filtered = filter->getStereoOutputs(0);
+    float* const* env = envelopes[0]->getOutputs(0);
+    float* const* vel = midiModule->velocityTable();
+    float* const* inv = midiModule->inverseVelocityTable();
+    const float a = velocityAmount;
+    for (int v = firstVoice(); v <= lastVoice(); ++v) {
+        if (!shared.active[v] || !filtered || !env || !env[v]) continue;
+        const float* l = filtered[v].left;
+        const float* r = filtered[v].right;
+        const float* g = env[v];
+        const float* sens = a >= 0.0f ? vel[v] : inv[v];
+        const float depth = std::fabs(a);
+        for (int i = 0; i < frames; ++i) {
+            const float gain = g[i] * (sens[i] * depth + 1.0f - depth);
+            outL[i] += l[i] * gain;
+            outR[i] += r[i] * gain;
+        }
+    }
+}
+
+bool APlugin::gateSilence(float* const* stereo, int frames) {
+    const bool silent = SilenceCheck(stereo[0], frames) && SilenceCheck(stereo[1], frames);
+    if (silent && chainSilent && tailCounter > 0) {
+        tailCounter -= frames;
+        if (tailCounter > 0) return false;
+        tailCounter = 0;
+        return true;
+    }
+    if (silent && chainSilent && tailCounter <= 0) return true;
+    tailCounter = static_cast<int>(shared.sampleRate * 240.0f / positiveTempo + 256.0f);
+    return false;
+}
+
+void APlugin::runEffectChain(float* const* stereo, int frames) {
+    Module* shaper = effects[0];
+    Module* phaser = effects[1];
+    Module* reverb = effects[4];
+    if (phaserFirst) std::swap(shaper, phaser);
+    shaper->processFx(frames, stereo);
+    phaser->processFx(frames, stereo);
+    effects[2]->processFx(frames, stereo);
+    equalizer->stage1(frames, stereo);
+    if (reverbEarly) reverb->processFx(frames, stereo);
+    effects[5]->processFx(frames, stereo);
+    equalizer->stage2(frames, stereo);
+    effects[3]->processFx(frames, stereo);
+    if (!reverbEarly) reverb->processFx(frames, stereo);
+    equalizer->stage3(frames, stereo);
+}
+
+void APlugin::followPeaks(float* const* stereo, int frames) {
+    const float step = 2.0f / shared.sampleRate;
+    // The meters only look at the first quarter of the block, one sample at a time.
+    const int n = (frames - 1) / 4 + 1;
+    float* levels[2] = {&peakL, &peakR};
+    for (int c = 0; c < 2; ++c) {
+        float level = *levels[c];
+        const float* x = stereo[c];
+        for (int i = 0; i < n; ++i) {
+            const float m = std::fabs(x[i]);
+            if (m > level) level = std::min(m, kPeakCeiling);
+            level = level > 0.0f ? level - step : 0.0f;
+        }
+        *levels[c] = std::max(level, 0.0f);
+    }
+}
+
+void APlugin::render(float* const* stereo, int frames) {
+    if (!stereo || !stereo[0] || !stereo[1] || frames <= 0) return;
+    frames = std::min(frames, maxFrames);
+    if (frames <= 0) return;
+
+    dropDeferredNotes();
+    if (matrixCounter != 0) {
+        matrixCounter -= frames / 128 + 1;
+        if (matrixCounter <= 0) refreshMatrix();
+    }
+    runArpEvents(frames);
+    renderSources(frames);
+    renderVoices(frames);
+    sumVoices(stereo, frames);
+
+    if (pendingMode != mode) {
+        mode = pendingMode;
+        setGlobalParameter(0, pendingMode * kThousandth);
+    }
+    if (gateSilence(stereo, frames)) return;
+    runEffectChain(stereo, frames);
+    chainSilent = SilenceCheck(stereo[0], frames) && SilenceCheck(stereo[1], frames);
+    if (clearPending > 0 && --clearPending == 0) clearDsp();
+    followPeaks(stereo, frames);
+    shared.firstBlock = false;
+}
+
+} // namespace torvo

@@ -1,0 +1,53 @@
+// Drives the built bundle through JUCE's VST3 hosting the way a JUCE-based DAW does: scan,
+// create, prepare, feed MIDI blocks and read the rendered buffers.
+#pragma once
+
+#include <juce_audio_processors/juce_audio_processors.h>
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+// Folder of the built Torvo.vst3 bundle.
+juce::String torvoBundlePath();
+
+// The plug-in as JUCE's VST3 scanner describes it, or null with `error` set.
+std::unique_ptr<juce::PluginDescription> describeTorvo(juce::String& error);
+
+// A new instance, prepared for `sampleRate` and blocks of up to `maxBlock` samples, or null
+// with `error` set.
+std::unique_ptr<juce::AudioPluginInstance> createTorvo(double sampleRate, int maxBlock,
+                                                       juce::String& error);
+
+// The host parameter of that title, or null.
+juce::AudioProcessorParameter* findParameter(juce::AudioProcessor& plugin,
+                                             const juce::String& name);
+
+// One MIDI message at an absolute sample position of a render.
+struct TimedMidi {
+    int64_t sample;
+    juce::MidiMessage message;
+};
+
+// A short phrase: a chord built up and released, with pitch bend and mod wheel on the way, all
+// within the first `lengthSamples`.
+std::vector<TimedMidi> chordPhrase(int64_t lengthSamples);
+
+struct RenderResult {
+    int64_t frames = 0;
+    int64_t nonFinite = 0;
+    int64_t nonZero = 0;
+    float peak = 0.0f;
+};
+
+enum class RenderPath { normal, bypassed };
+
+// Renders `frames` stereo frames in blocks that cycle through `blockSizes` (each at most the
+// prepared maximum), delivering every event of `midi` inside the block that holds it.
+RenderResult render(juce::AudioPluginInstance& plugin, int64_t frames,
+                    const std::vector<int>& blockSizes, const std::vector<TimedMidi>& midi,
+                    RenderPath path = RenderPath::normal);
+
+// The processor's part of a state saved by JUCE: the floats behind the leading count, or empty
+// when the block is missing or malformed.
+std::vector<float> processorStateValues(const juce::MemoryBlock& state);
