@@ -65,7 +65,7 @@ APlugin::APlugin() {
         auto* env = static_cast<VoiceEnvelope*>(envelopes[0]->getVoice(v));
         shared.env1Stage[v] = &env->stage;
         shared.env1Position[v] = &env->position;
-        shared.env1Level[v] = &env->level;
+        shared.env1Level[v] = &env->value;
         shared.env1Trigger[v] = &env->trigger;
     }
     envelopes[0]->setAmpEnvelope(true);
@@ -266,7 +266,7 @@ int APlugin::stepperStep(int index) const {
     return index >= 0 && index < 2 ? steppers[index]->currentStep() : 0;
 }
 
-void APlugin::diodes(int64_t out[5]) const {
+void APlugin::diodes(long long out[5]) const {
     for (int i = 0; i < 4; ++i) out[i] = matrix->useOfSource(kSrcMod1 + i) != 0;
     out[4] = matrix->useOfSource(kSrcModWheel) != 0;
 }

@@ -10,6 +10,7 @@
 #include "engine/engineshared.h"
 #include "engine/module.h"
 #include "engine/modulematrix.h"
+#include "engine/outputstage.h"
 #include "engine/pool.h"
 #include "engine/routetable.h"
 
@@ -73,16 +74,16 @@ public:
     int arpStep() const;
     int stepperStep(int index) const;
     /// Five in-use flags: macros 1..4, then the mod wheel.
-    void diodes(int64_t out[5]) const;
-    float peakLeft() const { return peakL; }
-    float peakRight() const { return peakR; }
+    void diodes(long long out[5]) const;
+    float peakLeft() const { return peaks[0].level; }
+    float peakRight() const { return peaks[1].level; }
 
     Module* module(int key) const;
     ModuleMidi* midi() const { return midiModule; }
     ModuleMatrix& modMatrix() { return *matrix; }
     int matrixCountdown() const { return matrixCounter; }
-    int tailSamples() const { return tailCounter; }
-    bool chainWasSilent() const { return chainSilent; }
+    int tailSamples() const { return gate.tailCounter; }
+    bool chainWasSilent() const { return gate.chainSilent; }
     float sampleRate() const { return shared.sampleRate; }
     float tempo() const { return tempoBpm; }
     int currentMode() const { return mode; }
@@ -100,8 +101,6 @@ private:
     void renderVoices(int frames);
     void sumVoices(float* const* stereo, int frames);
     void runEffectChain(float* const* stereo, int frames);
-    void followPeaks(float* const* stereo, int frames);
-    bool gateSilence(float* const* stereo, int frames);
     int firstVoice() const { return mode < 4 ? kMonoVoice : 0; }
     int lastVoice() const { return mode < 4 ? kMonoVoice : kMonoVoice - 1; }
 
@@ -140,10 +139,8 @@ private:
     int matrixCounter = 0;
     int panicPending = 0;
     int clearPending = 0;
-    float peakL = 0.0f;
-    float peakR = 0.0f;
-    int tailCounter = 0;
-    bool chainSilent = true;
+    SilenceGate gate;
+    PeakFollower peaks[2];
     int maxFrames = 0;
     float* stepSnapshot = nullptr;
     float* halfConstant = nullptr;

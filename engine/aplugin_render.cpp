@@ -24,7 +24,6 @@ namespace torvo {
 namespace {
 constexpr int kExtChannelOfSource[7] = {kSrcModWheel, kSrcBreath,     kSrcFootPedal, kSrcExpression,
                                         kSrcSustain,  kSrcPitchWheel, kSrcAftertouch};
-constexpr float kPeakCeiling = 2.0f;
 } // namespace
 
 void APlugin::dropDeferredNotes() {
@@ -147,19 +146,6 @@ void APlugin::sumVoices(float* const* stereo, int frames) {
     }
 }
 
-bool APlugin::gateSilence(float* const* stereo, int frames) {
-    const bool silent = SilenceCheck(stereo[0], frames) && SilenceCheck(stereo[1], frames);
-    if (silent && chainSilent && tailCounter > 0) {
-        tailCounter -= frames;
-        if (tailCounter > 0) return false;
-        tailCounter = 0;
-        return true;
-    }
-    if (silent && chainSilent && tailCounter <= 0) return true;
-    tailCounter = static_cast<int>(shared.sampleRate * 240.0f / positiveTempo + 256.0f);
-    return false;
-}
-
 void APlugin::runEffectChain(float* const* stereo, int frames) {
     Module* shaper = effects[0];
     Module* phaser = effects[1];
@@ -175,23 +161,6 @@ void APlugin::runEffectChain(float* const* stereo, int frames) {
     effects[3]->processFx(frames, stereo);
     if (!reverbEarly) reverb->processFx(frames, stereo);
     equalizer->stage3(frames, stereo);
-}
-
-void APlugin::followPeaks(float* const* stereo, int frames) {
-    const float step = 2.0f / shared.sampleRate;
-    // The meters only look at the first quarter of the block, one sample at a time.
-    const int n = (frames - 1) / 4 + 1;
-    float* levels[2] = {&peakL, &peakR};
-    for (int c = 0; c < 2; ++c) {
-        float level = *levels[c];
-        const float* x = stereo[c];
-        for (int i = 0; i < n; ++i) {
-            const float m = std::fabs(x[i]);
-            if (m > level) level = std::min(m, kPeakCeiling);
-            level = level > 0.0f ? level - step : 0.0f;
-        }
-        *levels[c] = std::max(level, 0.0f);
-    }
 }
 
 void APlugin::render(float* const* stereo, int frames) {
@@ -213,11 +182,12 @@ void APlugin::render(float* const* stereo, int frames) {
         mode = pendingMode;
         setGlobalParameter(0, pendingMode * kThousandth);
     }
-    if (gateSilence(stereo, frames)) return;
+    if (gate.skipChain(stereo[0], stereo[1], frames, shared.sampleRate, positiveTempo)) return;
     runEffectChain(stereo, frames);
-    chainSilent = SilenceCheck(stereo[0], frames) && SilenceCheck(stereo[1], frames);
+    gate.afterChain(stereo[0], stereo[1], frames);
     if (clearPending > 0 && --clearPending == 0) clearDsp();
-    followPeaks(stereo, frames);
+    peaks[0].process(stereo[0], frames, shared.sampleRate);
+    peaks[1].process(stereo[1], frames, shared.sampleRate);
     shared.firstBlock = false;
 }
 

@@ -294,7 +294,9 @@ float normalisedDefault(const ParamRecord& row, Kind kind, float def) {
 }
 
 void placeRow(DefaultTable& table, int id, const char* name, const RowDef& rowDef) {
-    assert(id >= 0 && id < kParamCount && table.rows[id].name[0] == '\0');
+    const bool vacant = id >= 0 && id < kParamCount && table.rows[id].name[0] == '\0';
+    assert(vacant && "every id is laid down exactly once");
+    if (!vacant) return;
     ParamRecord& row = table.rows[id];
     std::snprintf(row.name, sizeof row.name, "%s", name);
     row.choices = rowDef.list;

@@ -6,6 +6,7 @@
 #include "pluginterfaces/vst/ivstmessage.h"
 #include "shell/plugprocessor.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace Steinberg {

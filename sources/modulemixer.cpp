@@ -64,7 +64,7 @@ void ModuleMixer::wireVoice(int voice, const StereoPtr osc[kMixerInputs]) {
     for (int i = 0; i < kMixerInputs; ++i) mixVoices[voice].osc[i] = osc[i];
 }
 
-void ModuleMixer::process(int frames, int use) {}
+void ModuleMixer::process(int frames, int use) { updateSmoothers(frames); }
 
 const StereoPtr* ModuleMixer::getStereoOutputs(int index) {
     if (index == 0) return busOne.data();

@@ -31,12 +31,11 @@ public:
     void createVoices() override;
     void setParameter(int localIndex, float value) override;
     void setMaxBlockSize(int frames) override;
+    /// Advances the smoothers, then mixes every active wired voice onto its buses.
     void process(int frames, int use) override;
     /// Bus 0 or 1: 17 left/right pairs.
     const StereoPtr* getStereoOutputs(int index) override;
 
-    /// Advances the pan, level and split smoothers by one block.
-    void updateSmoothers(int frames);
     void wireVoice(int voice, const StereoPtr osc[kMixerInputs]);
 
     /// Raw `mix_oscN` value: the oscillator renders only while it is non-zero.
@@ -54,6 +53,7 @@ public:
 
 private:
     void setLevel(int osc, float value);
+    void updateSmoothers(int frames);
 
     std::array<VoiceMixer, kVoiceCount> mixVoices;
     std::array<StereoPtr, kVoiceCount> busOne{};

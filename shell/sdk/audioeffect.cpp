@@ -15,28 +15,28 @@ AudioEffect::AudioEffect() {
 AudioBus* AudioEffect::addAudioInput(const TChar* name, SpeakerArrangement arr, BusType busType,
                                      int32 flags) {
     auto* bus = new AudioBus(name, busType, flags, arr);
-    audioInputs.append(IPtr<Bus>(bus, false));
+    audioInputs.push_back(IPtr<Bus>(bus, false));
     return bus;
 }
 
 AudioBus* AudioEffect::addAudioOutput(const TChar* name, SpeakerArrangement arr, BusType busType,
                                       int32 flags) {
     auto* bus = new AudioBus(name, busType, flags, arr);
-    audioOutputs.append(IPtr<Bus>(bus, false));
+    audioOutputs.push_back(IPtr<Bus>(bus, false));
     return bus;
 }
 
 EventBus* AudioEffect::addEventInput(const TChar* name, int32 channels, BusType busType,
                                      int32 flags) {
     auto* bus = new EventBus(name, busType, flags, channels);
-    eventInputs.append(IPtr<Bus>(bus, false));
+    eventInputs.push_back(IPtr<Bus>(bus, false));
     return bus;
 }
 
 EventBus* AudioEffect::addEventOutput(const TChar* name, int32 channels, BusType busType,
                                       int32 flags) {
     auto* bus = new EventBus(name, busType, flags, channels);
-    eventOutputs.append(IPtr<Bus>(bus, false));
+    eventOutputs.push_back(IPtr<Bus>(bus, false));
     return bus;
 }
 

@@ -1,5 +1,7 @@
 #include "host/attributestore.h"
 
+#include "host/util.h"
+
 #include <cstring>
 
 namespace torvo::host {
@@ -7,20 +9,7 @@ namespace torvo::host {
 using namespace Steinberg;
 
 std::string Attribute::textUtf8() const {
-    std::string out;
-    for (char16_t c : text) {
-        if (c < 0x80) {
-            out += static_cast<char>(c);
-        } else if (c < 0x800) {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            out += static_cast<char>(0xE0 | (c >> 12));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        }
-    }
-    return out;
+    return toUtf8(reinterpret_cast<const Vst::TChar*>(text.c_str()), text.size());
 }
 
 AttributeStore::AttributeStore() {
