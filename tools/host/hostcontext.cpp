@@ -10,16 +10,16 @@ tresult PLUGIN_API HostContext::getName(Vst::String128 name) {
     return kResultOk;
 }
 
-tresult PLUGIN_API HostContext::createInstance(TUID cid, TUID iid, void** obj) {
+tresult PLUGIN_API HostContext::createInstance(TUID cid, TUID interfaceId, void** obj) {
     if (FUnknownPrivate::iidEqual(cid, Vst::IMessage::iid) &&
-        FUnknownPrivate::iidEqual(iid, Vst::IMessage::iid)) {
+        FUnknownPrivate::iidEqual(interfaceId, Vst::IMessage::iid)) {
         if (PooledMessage* message = pool_.acquire()) {
             *obj = static_cast<Vst::IMessage*>(message);
             return kResultOk;
         }
         ++heapMessages_;
     }
-    return HostApplication::createInstance(cid, iid, obj);
+    return HostApplication::createInstance(cid, interfaceId, obj);
 }
 
 } // namespace torvo::host

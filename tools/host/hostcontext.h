@@ -13,7 +13,7 @@ namespace torvo::host {
 class HostContext : public Steinberg::Vst::HostApplication {
 public:
     Steinberg::tresult PLUGIN_API getName(Steinberg::Vst::String128 name) override;
-    Steinberg::tresult PLUGIN_API createInstance(Steinberg::TUID cid, Steinberg::TUID iid,
+    Steinberg::tresult PLUGIN_API createInstance(Steinberg::TUID cid, Steinberg::TUID interfaceId,
                                                  void** obj) override;
 
     const MessagePool& messagePool() const { return pool_; }

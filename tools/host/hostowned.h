@@ -8,11 +8,15 @@
 
 namespace torvo::host {
 
+// The interfaces have no virtual destructors by design (objects die through release), which
+// the compiler would flag on every class that implements one.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 template <class Interface> class HostOwned : public Interface {
 public:
-    Steinberg::tresult PLUGIN_API queryInterface(const Steinberg::TUID iid, void** obj) override {
-        if (Steinberg::FUnknownPrivate::iidEqual(iid, Steinberg::FUnknown::iid) ||
-            Steinberg::FUnknownPrivate::iidEqual(iid, Interface::iid)) {
+    Steinberg::tresult PLUGIN_API queryInterface(const Steinberg::TUID queried, void** obj) override {
+        if (Steinberg::FUnknownPrivate::iidEqual(queried, Steinberg::FUnknown::iid) ||
+            Steinberg::FUnknownPrivate::iidEqual(queried, Interface::iid)) {
             *obj = static_cast<Interface*>(this);
             return Steinberg::kResultOk;
         }
@@ -26,5 +30,6 @@ protected:
     HostOwned() = default;
     virtual ~HostOwned() = default;
 };
+#pragma GCC diagnostic pop
 
 } // namespace torvo::host

@@ -1,5 +1,6 @@
 #include "host/messagelog.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace torvo::host {
@@ -45,7 +46,9 @@ void MessageLog::countMessage(Direction direction, const char* id) {
     }
     if (counterCount_ == kMaxCounters) return;
     Counter& c = counters_[counterCount_++];
-    std::strncpy(c.id, id, sizeof(c.id) - 1);
+    const size_t length = std::min(std::strlen(id), sizeof(c.id) - 1);
+    std::memcpy(c.id, id, length);
+    c.id[length] = 0;
     c.direction = direction;
     c.count = 1;
 }

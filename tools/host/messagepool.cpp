@@ -6,9 +6,9 @@ namespace torvo::host {
 
 using namespace Steinberg;
 
-tresult PLUGIN_API PooledAttributeList::queryInterface(const TUID iid, void** obj) {
-    if (FUnknownPrivate::iidEqual(iid, FUnknown::iid) ||
-        FUnknownPrivate::iidEqual(iid, Vst::IAttributeList::iid)) {
+tresult PLUGIN_API PooledAttributeList::queryInterface(const TUID queried, void** obj) {
+    if (FUnknownPrivate::iidEqual(queried, FUnknown::iid) ||
+        FUnknownPrivate::iidEqual(queried, Vst::IAttributeList::iid)) {
         addRef();
         *obj = static_cast<Vst::IAttributeList*>(this);
         return kResultOk;
@@ -72,9 +72,9 @@ tresult PLUGIN_API PooledAttributeList::getBinary(AttrID id, const void*& data,
     return kResultOk;
 }
 
-tresult PLUGIN_API PooledMessage::queryInterface(const TUID iid, void** obj) {
-    if (FUnknownPrivate::iidEqual(iid, FUnknown::iid) ||
-        FUnknownPrivate::iidEqual(iid, Vst::IMessage::iid)) {
+tresult PLUGIN_API PooledMessage::queryInterface(const TUID queried, void** obj) {
+    if (FUnknownPrivate::iidEqual(queried, FUnknown::iid) ||
+        FUnknownPrivate::iidEqual(queried, Vst::IMessage::iid)) {
         addRef();
         *obj = static_cast<Vst::IMessage*>(this);
         return kResultOk;

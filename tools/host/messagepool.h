@@ -15,13 +15,17 @@ namespace torvo::host {
 
 class PooledMessage;
 
+// Interfaces without virtual destructors: see hostowned.h.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
 /// The attribute list of a pooled message; its reference count is the message's.
 class PooledAttributeList : public Steinberg::Vst::IAttributeList {
 public:
     explicit PooledAttributeList(PooledMessage& owner) : owner_(owner) {}
     virtual ~PooledAttributeList() = default;
 
-    Steinberg::tresult PLUGIN_API queryInterface(const Steinberg::TUID iid, void** obj) override;
+    Steinberg::tresult PLUGIN_API queryInterface(const Steinberg::TUID queried, void** obj) override;
     Steinberg::uint32 PLUGIN_API addRef() override;
     Steinberg::uint32 PLUGIN_API release() override;
 
@@ -50,7 +54,7 @@ public:
     PooledMessage() : attributes_(*this) {}
     virtual ~PooledMessage() = default;
 
-    Steinberg::tresult PLUGIN_API queryInterface(const Steinberg::TUID iid, void** obj) override;
+    Steinberg::tresult PLUGIN_API queryInterface(const Steinberg::TUID queried, void** obj) override;
     Steinberg::uint32 PLUGIN_API addRef() override;
     Steinberg::uint32 PLUGIN_API release() override;
 
@@ -69,6 +73,8 @@ private:
     char id_[kMaxIdLength + 1] = {};
     PooledAttributeList attributes_;
 };
+
+#pragma GCC diagnostic pop
 
 class MessagePool {
 public:

@@ -1,0 +1,115 @@
+// Parameter decoding of the effect modules and, until their processing exists, that the chain
+// leaves audio untouched.
+
+#include "effects/modulefxchorus.h"
+#include "effects/modulefxcompressor.h"
+#include "effects/modulefxdelay.h"
+#include "effects/modulefxequalizer.h"
+#include "effects/modulefxphaser.h"
+#include "effects/modulefxrever.h"
+#include "effects/modulefxshaper.h"
+#include "engine/engineshared.h"
+#include "engine/pool.h"
+#include "shell/paramtable.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace torvo {
+namespace {
+
+constexpr int kFrames = 256;
+
+template <typename M> struct Standalone {
+    Standalone() {
+        shared.pool = &pool;
+        m.init(nullptr, &shared, nullptr, "fx");
+        m.createVoices();
+        m.setMaxBlockSize(kFrames);
+    }
+    Pool pool;
+    EngineShared shared;
+    M m;
+};
+
+TEST(FxDecoding, ThousandthListsLandOnTheirIndexAndClampAtOne) {
+    Standalone<ModuleFxShaper> shaper;
+    shaper.m.setParameter(0, 9 * kThousandth);
+    EXPECT_EQ(shaper.m.mode, ModuleFxShaper::kFilterDecimate);
+    shaper.m.setParameter(0, 1.0f);
+    EXPECT_EQ(shaper.m.mode, ModuleFxShaper::kDecimate);
+
+    Standalone<ModuleFxRever> reverb;
+    reverb.m.setParameter(0, 5 * kThousandth);
+    EXPECT_EQ(reverb.m.mode, ModuleFxRever::kDmension);
+    reverb.m.setParameter(2, 7 * kThousandth);
+    EXPECT_EQ(reverb.m.preTimeSync, 7);
+
+    Standalone<ModuleFxDelay> delay;
+    delay.m.setParameter(4, 20 * kThousandth);
+    delay.m.setParameter(5, 1.0f);
+    EXPECT_EQ(delay.m.syncTimeL, 20);
+    EXPECT_EQ(delay.m.syncTimeR, ModuleFxDelay::kLastNoteTime);
+
+    Standalone<ModuleFxPhaser> phaser;
+    phaser.m.setParameter(0, 8 * kThousandth);
+    EXPECT_EQ(phaser.m.stages, 8);
+    Standalone<ModuleFxChorus> chorus;
+    chorus.m.setParameter(0, 6 * kThousandth);
+    EXPECT_EQ(chorus.m.mode, ModuleFxChorus::kEnsemble);
+}
+
+TEST(FxDecoding, OnOffIsOnFromJustAboveHalf) {
+    Standalone<ModuleFxDelay> delay;
+    delay.m.setParameter(12, 0.5f);
+    EXPECT_FALSE(delay.m.mute);
+    delay.m.setParameter(12, 0.51f);
+    EXPECT_TRUE(delay.m.mute);
+    Standalone<ModuleFxEqualizer> eq;
+    eq.m.setParameter(3, 1.0f);
+    eq.m.setParameter(0, 0.0f);
+    EXPECT_TRUE(eq.m.boost);
+    EXPECT_FALSE(eq.m.power);
+}
+
+TEST(FxDecoding, ContinuousRowsReachTheirSmoother) {
+    Standalone<ModuleFxEqualizer> eq;
+    eq.m.setParameter(12, 0.7f); // eq_hi_lev, the last band value
+    eq.m.setParameter(13, 0.3f); // volume
+    EXPECT_EQ(eq.m.bands[8].targetValue(), 0.7f);
+    EXPECT_EQ(eq.m.volume.targetValue(), 0.3f);
+    Standalone<ModuleFxCompressor> comp;
+    comp.m.setParameter(0, 0.4f);
+    EXPECT_EQ(comp.m.amount.targetValue(), 0.4f);
+}
+
+TEST(FxChain, EffectsPassAudioUnchangedForNow) {
+    std::vector<float> left(kFrames), right(kFrames);
+    for (int i = 0; i < kFrames; ++i) {
+        left[i] = 0.5f * float(i % 7) - 1.0f;
+        right[i] = -left[i];
+    }
+    const std::vector<float> l0 = left, r0 = right;
+    float* stereo[2] = {left.data(), right.data()};
+
+    Standalone<ModuleFxShaper> shaper;
+    Standalone<ModuleFxPhaser> phaser;
+    Standalone<ModuleFxChorus> chorus;
+    Standalone<ModuleFxDelay> delay;
+    Standalone<ModuleFxRever> reverb;
+    Standalone<ModuleFxCompressor> comp;
+    Standalone<ModuleFxEqualizer> eq;
+    for (Module* m : {static_cast<Module*>(&shaper.m), static_cast<Module*>(&phaser.m),
+                      static_cast<Module*>(&chorus.m), static_cast<Module*>(&delay.m),
+                      static_cast<Module*>(&reverb.m), static_cast<Module*>(&comp.m)})
+        m->processFx(kFrames, stereo);
+    eq.m.stage1(kFrames, stereo);
+    eq.m.stage2(kFrames, stereo);
+    eq.m.stage3(kFrames, stereo);
+    EXPECT_EQ(left, l0);
+    EXPECT_EQ(right, r0);
+}
+
+} // namespace
+} // namespace torvo
