@@ -16,12 +16,23 @@ void ModuleFxEqualizer::setParameter(int localIndex, float value) {
         return;
     }
     switch (localIndex) {
-    case 0: power = decodeOnOff(value); break;
-    case 1: warm = decodeOnOff(value); break;
-    case 2: soft = decodeOnOff(value); break;
-    case 3: boost = decodeOnOff(value); break;
-    case kLocalVolume: volume.set(value); break;
-    default: break;
+    case 0:
+        power = decodeOnOff(value);
+        break;
+    case 1:
+        warm = decodeOnOff(value);
+        break;
+    case 2:
+        soft = decodeOnOff(value);
+        break;
+    case 3:
+        boost = decodeOnOff(value);
+        break;
+    case kLocalVolume:
+        volume.set(value);
+        break;
+    default:
+        break;
     }
 }
 

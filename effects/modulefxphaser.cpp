@@ -10,15 +10,32 @@ namespace torvo {
 
 void ModuleFxPhaser::setParameter(int localIndex, float value) {
     switch (localIndex) {
-    case 0: stages = std::clamp(decodeList(value), 0, kLastStages); break;
-    case 1: freq.set(value); break;
-    case 2: feedback.set(value); break;
-    case 3: spread.set(value); break;
-    case 4: rate.set(value); break;
-    case 5: depth.set(value); break;
-    case 6: wet.set(value); break;
-    case 7: mute = decodeOnOff(value); break;
-    default: break;
+    case 0:
+        stages = std::clamp(decodeList(value), 0, kLastStages);
+        break;
+    case 1:
+        freq.set(value);
+        break;
+    case 2:
+        feedback.set(value);
+        break;
+    case 3:
+        spread.set(value);
+        break;
+    case 4:
+        rate.set(value);
+        break;
+    case 5:
+        depth.set(value);
+        break;
+    case 6:
+        wet.set(value);
+        break;
+    case 7:
+        mute = decodeOnOff(value);
+        break;
+    default:
+        break;
     }
 }
 

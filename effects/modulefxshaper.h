@@ -9,8 +9,19 @@ namespace torvo {
 
 class ModuleFxShaper : public Module {
 public:
-    enum Mode { kSoft = 0, kWarm, kHard, kClip, kTube1, kTube2, kTube3, kFbTri, kFbSin,
-                kFilterDecimate, kDecimate };
+    enum Mode {
+        kSoft = 0,
+        kWarm,
+        kHard,
+        kClip,
+        kTube1,
+        kTube2,
+        kTube3,
+        kFbTri,
+        kFbSin,
+        kFilterDecimate,
+        kDecimate
+    };
 
     void setParameter(int localIndex, float value) override;
     void setMaxBlockSize(int frames) override;

@@ -67,6 +67,8 @@ APlugin::APlugin() {
         shared.env1Position[v] = &env->position;
         shared.env1Level[v] = &env->value;
         shared.env1Trigger[v] = &env->trigger;
+        shared.env1FreshStart[v] = &env->freshStart;
+        shared.env1ValueAtRetrig[v] = &env->valueAtRetrig;
     }
     envelopes[0]->setAmpEnvelope(true);
     // A constant 0.5 source of 1024 * 4 samples shared by all 17 voices.
@@ -135,11 +137,10 @@ bool APlugin::setMaxBlockSize(int frames) {
     maxFrames = frames;
     shared.maxFrames = frames;
     for (auto& [key, m] : modules) m->setMaxBlockSize(frames);
-    stepSnapshot = static_cast<float*>(pool.getBytes("arp", 16384));
     zeroBuffer = pool.get("zer", frames);
     for (int c = 0; c < 7; ++c)
         controllerTables[c].fill(const_cast<float*>(extControl->output(c)));
-    return stepSnapshot && zeroBuffer;
+    return arp->stepSnapshot() && zeroBuffer;
 }
 
 void APlugin::setSampleRate(float rate) {
@@ -255,7 +256,6 @@ void APlugin::clearDsp() {
 
 void APlugin::clearArpSnapshot() {
     arp->clearStepSnapshot();
-    if (stepSnapshot) std::fill(stepSnapshot, stepSnapshot + 4096, 0.0f);
 }
 
 void APlugin::resetNoteState() { midiModule->resetNoteState(); }

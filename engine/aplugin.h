@@ -85,6 +85,7 @@ public:
     int tailSamples() const { return gate.tailCounter; }
     bool chainWasSilent() const { return gate.chainSilent; }
     float sampleRate() const { return shared.sampleRate; }
+    int maxBlockSize() const { return maxFrames; }
     float tempo() const { return tempoBpm; }
     int currentMode() const { return mode; }
 
@@ -142,7 +143,6 @@ private:
     SilenceGate gate;
     PeakFollower peaks[2];
     int maxFrames = 0;
-    float* stepSnapshot = nullptr;
     float* halfConstant = nullptr;
     std::array<float*, kVoiceCount> halfConstantTable{};
     /// Per controller channel, 17 pointers to its one output buffer: the matrix sources.

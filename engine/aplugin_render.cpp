@@ -82,7 +82,7 @@ void APlugin::renderSources(int frames) {
 
     const bool arpRuns = arp->isOn() && !heldNotes.empty();
     for (int s = 0; s < 2; ++s) {
-        steppers[s]->setArpState(arpRuns, stepSnapshot);
+        steppers[s]->setArpState(arpRuns, arp->stepSnapshot());
         if (const int use = matrix->useOfSource(kSrcStepper1 + s)) steppers[s]->process(frames, use);
         matrix->setSource(kSrcStepper1 + s, steppers[s]->getOutputs(0));
     }
@@ -94,7 +94,7 @@ void APlugin::renderSources(int frames) {
         if (const int use = matrix->useOfSource(kSrcLfo1 + l)) lfos[l]->process(frames, use);
         matrix->setSource(kSrcLfo1 + l, lfos[l]->getOutputs(0));
     }
-    if (stepSnapshot) std::fill(stepSnapshot, stepSnapshot + 4096, 0.0f);
+    arp->clearStepSnapshot();
 
     bool macrosUsed = false;
     for (int m = 0; m < 4; ++m) macrosUsed |= matrix->useOfSource(kSrcMod1 + m) != 0;
@@ -180,6 +180,7 @@ void APlugin::render(float* const* stereo, int frames) {
 
     if (pendingMode != mode) {
         mode = pendingMode;
+        shared.monoMode = isMonoMode(mode);
         setGlobalParameter(0, pendingMode * kThousandth);
     }
     if (gate.skipChain(stereo[0], stereo[1], frames, shared.sampleRate, positiveTempo)) return;

@@ -29,6 +29,12 @@ struct EngineShared {
     const float* env1Position[kVoiceCount] = {};
     const float* env1Level[kVoiceCount] = {};
     const int* env1Trigger[kVoiceCount] = {};
+    /// Whether a voice's envelope last started from idle, and its level at a retrigger:
+    /// oscillators, LFOs and filters read these to decide whether a voice keeps its state.
+    const bool* env1FreshStart[kVoiceCount] = {};
+    const float* env1ValueAtRetrig[kVoiceCount] = {};
+    /// True in the mono modes 0..3, where only voice 16 plays.
+    bool monoMode = false;
 };
 
 } // namespace torvo

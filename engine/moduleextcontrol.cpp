@@ -16,7 +16,9 @@ constexpr float kPitchWheelGlide = 0.007f;
 constexpr float kSettled = 0.0001f;
 constexpr int kCountCap = 1 << 28;
 
-float quantise(float value) { return static_cast<float>(static_cast<int>(value * 10000.0f)) * 0.0001f; }
+float quantise(float value) {
+    return static_cast<float>(static_cast<int>(value * 10000.0f)) * 0.0001f;
+}
 } // namespace
 
 ModuleExtControl::ModuleExtControl() = default;
@@ -70,8 +72,8 @@ void ModuleExtControl::resetVoices() {
 }
 
 float ModuleExtControl::glideCoefficient(const Channel& c) const {
-    const float pause = std::clamp(static_cast<float>(c.count), 0.05f * sampleRate,
-                                   1.5f * sampleRate);
+    const float pause =
+        std::clamp(static_cast<float>(c.count), 0.05f * sampleRate, 1.5f * sampleRate);
     const float distance = std::fabs(c.target - c.current);
     // A large move after a long pause is a jump.
     if (pause > 0.5f * sampleRate && distance > 0.2f) return 1.0f;

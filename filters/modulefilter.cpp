@@ -14,19 +14,44 @@ void ModuleFilter::createVoices() {
 
 void ModuleFilter::setParameter(int localIndex, float value) {
     switch (localIndex) {
-    case 0: routing = decodeOnOff(value) ? kParallel : kSerial; break;
-    case 1: link = decodeOnOff(value); break;
-    case 2: type1 = decodeList(value); break;
-    case 3: mode1 = decodeList(value); break;
-    case 4: cut1.set(value); break;
-    case 5: res1.set(value); break;
-    case 6: type2 = decodeList(value); break;
-    case 7: mode2 = decodeList(value); break;
-    case 8: cut2.set(value); break;
-    case 9: res2.set(value); break;
-    case 10: keyTrack = value * 2.133334f - 1.066667f; break;
-    case 11: balance.set(value); break;
-    default: break;
+    case 0:
+        routing = decodeOnOff(value) ? kParallel : kSerial;
+        break;
+    case 1:
+        link = decodeOnOff(value);
+        break;
+    case 2:
+        type1 = decodeList(value);
+        break;
+    case 3:
+        mode1 = decodeList(value);
+        break;
+    case 4:
+        cut1.set(value);
+        break;
+    case 5:
+        res1.set(value);
+        break;
+    case 6:
+        type2 = decodeList(value);
+        break;
+    case 7:
+        mode2 = decodeList(value);
+        break;
+    case 8:
+        cut2.set(value);
+        break;
+    case 9:
+        res2.set(value);
+        break;
+    case 10:
+        keyTrack = value * 2.133334f - 1.066667f;
+        break;
+    case 11:
+        balance.set(value);
+        break;
+    default:
+        break;
     }
 }
 
@@ -51,7 +76,8 @@ void ModuleFilter::setMaxBlockSize(int frames) {
         // The delay memory does not depend on the block size: take it once.
         for (float*& line : f.delayLines)
             if (!line)
-                line = static_cast<float*>(pool.getBytes("flt delay", VoiceFilter::kDelayLineBytes));
+                line =
+                    static_cast<float*>(pool.getBytes("flt delay", VoiceFilter::kDelayLineBytes));
         outputTable[v] = {f.out1L, f.out1R};
     }
 }
@@ -64,7 +90,8 @@ void ModuleFilter::updateSmoothers(int frames) {
     for (ParamSmoother* s : {&cut1, &res1, &cut2, &res2, &balance}) s->process(frames, sampleRate);
 }
 
-void ModuleFilter::renderVoice(int voice, int frames, const StereoPtr& bus1, const StereoPtr& bus2) {}
+void ModuleFilter::renderVoice(int voice, int frames, const StereoPtr& bus1,
+                               const StereoPtr& bus2) {}
 
 void ModuleFilter::clearDelayLines() {
     for (VoiceFilter& f : filterVoices)

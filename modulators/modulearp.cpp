@@ -36,17 +36,32 @@ void ModuleArp::setParameter(int localIndex, float value) {
         stepVelocityLevels[localIndex - kLocalVelocity] = value;
     } else {
         switch (localIndex) {
-        case 48: on = decodeOnOff(value); break;
-        case 49: length = value; break;
-        case 50: speedIndex = std::clamp(decodeList(value), 0, kTimeDivisionCount - 1); break;
-        case 51: swing = value; break;
-        case 52: mode = std::clamp(decodeList(value), 0, static_cast<int>(kChord)); break;
+        case 48:
+            on = decodeOnOff(value);
+            break;
+        case 49:
+            length = value;
+            break;
+        case 50:
+            speedIndex = std::clamp(decodeList(value), 0, kTimeDivisionCount - 1);
+            break;
+        case 51:
+            swing = value;
+            break;
+        case 52:
+            mode = std::clamp(decodeList(value), 0, static_cast<int>(kChord));
+            break;
         case 53:
             velocityMode = std::clamp(decodeList(value), 0, static_cast<int>(kVelStepHold));
             break;
-        case 54: octaves = std::clamp(decodeList(value), 0, kLastOctave); break;
-        case 55: wrap = std::clamp(decodeList(value), 0, kLastWrap); break;
-        default: break;
+        case 54:
+            octaves = std::clamp(decodeList(value), 0, kLastOctave);
+            break;
+        case 55:
+            wrap = std::clamp(decodeList(value), 0, kLastWrap);
+            break;
+        default:
+            break;
         }
     }
 }

@@ -30,8 +30,18 @@ public:
     /// Bytes of the step snapshot buffer that the steppers read.
     static constexpr int kStepSnapshotBytes = 16384;
 
-    enum Mode { kUp = 0, kDown, kUpDown, kUpDown2, kDownUp, kDownUp2, kRandom, kOrdered, kStep,
-                kChord };
+    enum Mode {
+        kUp = 0,
+        kDown,
+        kUpDown,
+        kUpDown2,
+        kDownUp,
+        kDownUp2,
+        kRandom,
+        kOrdered,
+        kStep,
+        kChord
+    };
     enum VelocityMode { kVelKey = 0, kVelHold, kVelStep, kVelStepKey, kVelStepHold };
 
     void createVoices() override;
@@ -58,7 +68,7 @@ public:
     void queueNoteOff(int offset, int pitch);
 
     // The held list: pitches played while the arp was fed, released by a switch-on or a cut.
-    // Takes the queue mutex itself.
+    // Removal takes the queue mutex itself; read the list under queueMutex().
     void removeHeldNote(int pitch);
     int heldNoteCount() const { return heldCount; }
     int heldNote(int i) const { return heldList[i]; }

@@ -9,7 +9,9 @@ namespace torvo {
 
 namespace {
 /// The curve rows are spread-encoded lists of three entries.
-int decodeCurve(float v) { return std::clamp(static_cast<int>(v * 2.99f), 0, 2); }
+int decodeCurve(float v) {
+    return std::clamp(static_cast<int>(v * 2.99f), 0, 2);
+}
 } // namespace
 
 void VoiceEnvelope::clearState() {
@@ -28,17 +30,38 @@ void ModuleEnvelope::createVoices() {
 
 void ModuleEnvelope::setParameter(int localIndex, float value) {
     switch (localIndex) {
-    case 0: attack = value; break;
-    case 1: decay = value; break;
-    case 2: sustain = value; break;
-    case 3: slopeTime = value; break;
-    case 4: slopeLevel = value; break;
-    case 5: release = value; break;
-    case 6: attackCurve = decodeCurve(value); break;
-    case 7: decayCurve = decodeCurve(value); break;
-    case 8: slopeCurve = decodeCurve(value); break;
-    case 9: releaseCurve = decodeCurve(value); break;
-    default: break;
+    case 0:
+        attack = value;
+        break;
+    case 1:
+        decay = value;
+        break;
+    case 2:
+        sustain = value;
+        break;
+    case 3:
+        slopeTime = value;
+        break;
+    case 4:
+        slopeLevel = value;
+        break;
+    case 5:
+        release = value;
+        break;
+    case 6:
+        attackCurve = decodeCurve(value);
+        break;
+    case 7:
+        decayCurve = decodeCurve(value);
+        break;
+    case 8:
+        slopeCurve = decodeCurve(value);
+        break;
+    case 9:
+        releaseCurve = decodeCurve(value);
+        break;
+    default:
+        break;
     }
 }
 

@@ -11,8 +11,14 @@
 
 namespace torvo {
 
-enum EnvelopeStage { kStageIdle = 0, kStageAttack, kStageDecay, kStageSlope, kStageSustain,
-                     kStageRelease };
+enum EnvelopeStage {
+    kStageIdle = 0,
+    kStageAttack,
+    kStageDecay,
+    kStageSlope,
+    kStageSustain,
+    kStageRelease
+};
 
 class VoiceEnvelope : public Voice {
 public:

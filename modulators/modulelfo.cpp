@@ -20,15 +20,25 @@ void ModuleLfo::createVoices() {
 
 void ModuleLfo::setParameter(int localIndex, float value) {
     switch (localIndex) {
-    case 0: rate = value; break;
+    case 0:
+        rate = value;
+        break;
     case 1:
         timeIndex = decodeList(value);
-        if (timeIndex >= kTimeCount || timeIndex < 0) timeIndex = 0;
+        if (timeIndex >= kTimeDivisionCount || timeIndex < 0) timeIndex = 0;
         break;
-    case 2: symmetry.set(value); break;
-    case 3: sync = decodeOnOff(value); break;
-    case 4: mono = decodeOnOff(value); break;
-    case 5: morph.set(value); break;
+    case 2:
+        symmetry.set(value);
+        break;
+    case 3:
+        sync = decodeOnOff(value);
+        break;
+    case 4:
+        mono = decodeOnOff(value);
+        break;
+    case 5:
+        morph.set(value);
+        break;
     case 6:
         phase = value;
         phaseValue = phaseValueOf(value);
@@ -37,10 +47,17 @@ void ModuleLfo::setParameter(int localIndex, float value) {
         form = decodeList(value);
         if (form >= kFormCount || form < 0) form = kFormSin;
         break;
-    case 8: amp = value; break;
-    case 9: fadeIn = value; break;
-    case 10: drift = decodeOnOff(value); break;
-    default: break;
+    case 8:
+        amp = value;
+        break;
+    case 9:
+        fadeIn = value;
+        break;
+    case 10:
+        drift = decodeOnOff(value);
+        break;
+    default:
+        break;
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include "engine/module.h"
 #include "engine/paramsmoother.h"
+#include "modulators/timedivision.h"
 
 #include <array>
 #include <cstdint>
@@ -35,7 +36,6 @@ public:
     /// Forms 0..4 are calculated; from 5 on a form is a wave of the bank.
     enum Form { kFormSin = 0, kFormTri, kFormSqr, kFormSampleHold, kFormSampleGlide };
     static constexpr int kFormCount = 52;
-    static constexpr int kTimeCount = 21;
 
     void createVoices() override;
     void setParameter(int localIndex, float value) override;

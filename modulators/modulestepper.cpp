@@ -12,7 +12,9 @@ constexpr int kPointCount = 64;
 constexpr int kBezierCount = 40;
 constexpr float kBezierStep = 0.025f;
 
-int decodeIndex(float v, int last) { return std::clamp(decodeList(v), 0, last); }
+int decodeIndex(float v, int last) {
+    return std::clamp(decodeList(v), 0, last);
+}
 } // namespace
 
 void StepData::rebuild() {
@@ -74,36 +76,68 @@ void ModuleStepper::setParameter(int localIndex, float value) {
         setHeadParameter(localIndex, value);
         return;
     }
-    const int step = localIndex % kStepCount;
-    StepData& s = steps[step];
-    switch (localIndex / kStepCount) {
-    case 0: s.startLevel = value; break;
-    case 1: s.endLevel = value; break;
-    case 2: s.crvX = value; break;
-    case 3: s.crvY = value; break;
-    case 4: s.repeat = 1 + static_cast<int>(value * 3.99f); break;
-    default: s.hold = decodeOnOff(value); break; // 90..105
+    if (localIndex >= kLocalHold) {
+        StepData& s = steps[localIndex - kLocalHold];
+        s.hold = decodeOnOff(value);
+        s.rebuild();
+        return;
     }
-    s.repeat = std::clamp(s.repeat, 1, 4);
+    StepData& s = steps[localIndex % kStepCount];
+    switch (localIndex / kStepCount) {
+    case 0:
+        s.startLevel = value;
+        break;
+    case 1:
+        s.endLevel = value;
+        break;
+    case 2:
+        s.crvX = value;
+        break;
+    case 3:
+        s.crvY = value;
+        break;
+    default: // 64..79
+        s.repeat = std::clamp(1 + static_cast<int>(value * 3.99f), 1, 4);
+        break;
+    }
     s.rebuild();
 }
 
 void ModuleStepper::setHeadParameter(int localIndex, float value) {
     switch (localIndex) {
-    case 80: clock.rate = value; break;
+    case 80:
+        clock.rate = value;
+        break;
     case 81:
         timeValue = value;
         clock.timeIndex = decodeIndex(value, kTimeDivisionCount - 1);
         break;
-    case 82: arpSpeed = value; break;
-    case 83: clock.mode = decodeIndex(value, kClockSongPosition); break;
-    case 84: clock.startStep = decodeIndex(value, kStepCount - 1); break;
-    case 85: clock.stopStep = decodeIndex(value, kStepCount - 1); break;
-    case 86: mono = decodeOnOff(value); break;
-    case 87: clock.rtrg = decodeOnOff(value); break;
-    case 88: clock.loop = decodeOnOff(value); break;
-    case 89: clock.swing = value; break;
-    default: break;
+    case 82:
+        arpSpeed = value;
+        break;
+    case 83:
+        clock.mode = decodeIndex(value, kClockSongPosition);
+        break;
+    case 84:
+        clock.startStep = decodeIndex(value, kStepCount - 1);
+        break;
+    case 85:
+        clock.stopStep = decodeIndex(value, kStepCount - 1);
+        break;
+    case 86:
+        mono = decodeOnOff(value);
+        break;
+    case 87:
+        clock.rtrg = decodeOnOff(value);
+        break;
+    case 88:
+        clock.loop = decodeOnOff(value);
+        break;
+    case 89:
+        clock.swing = value;
+        break;
+    default:
+        break;
     }
 }
 

@@ -16,13 +16,23 @@ constexpr ParamID kBypassIndex = 725;
 /// A table row as the host sees it: text from the row's own display rule.
 class TableParameter : public Parameter {
 public:
-    TableParameter(const ParameterInfo& info) : Parameter(info) {}
+    explicit TableParameter(const ParameterInfo& rowInfo)
+        : Parameter(rowInfo), row(torvo::defaultParamRecord(static_cast<int>(rowInfo.id))) {}
+    /// Stores what the row's write rule makes of the value: clamped, and lists past their
+    /// end settle on the last entry.
+    bool setNormalized(ParamValue v) override {
+        row.setValue(static_cast<float>(v));
+        return Parameter::setNormalized(row.value);
+    }
     void toString(ParamValue normalized, String128 string) const override {
         char text[32] = {};
         torvo::formatParamValue(static_cast<int>(info.id), static_cast<float>(normalized), text,
                                 sizeof(text));
         UString(string, 128).fromAscii(text);
     }
+
+private:
+    torvo::ParamRecord row;
 };
 
 void copyTitle(String128 dest, const char* ascii) { UString(dest, 128).fromAscii(ascii); }
@@ -61,12 +71,12 @@ void PlugController::addTableParameters() {
 }
 
 void PlugController::addProxyParameters() {
-    static_assert(torvo::kProxyCanAutomate == ParameterInfo::kCanAutomate);
-    static_assert(torvo::kProxyIsReadOnly == ParameterInfo::kIsReadOnly);
-    static_assert(torvo::kProxyIsList == ParameterInfo::kIsList);
-    static_assert(torvo::kProxyIsHidden == ParameterInfo::kIsHidden);
-    static_assert(torvo::kProxyIsProgramChange == ParameterInfo::kIsProgramChange);
-    static_assert(torvo::kProxyIsBypass == ParameterInfo::kIsBypass);
+    static_assert(int32(torvo::kProxyCanAutomate) == int32(ParameterInfo::kCanAutomate));
+    static_assert(int32(torvo::kProxyIsReadOnly) == int32(ParameterInfo::kIsReadOnly));
+    static_assert(int32(torvo::kProxyIsList) == int32(ParameterInfo::kIsList));
+    static_assert(int32(torvo::kProxyIsHidden) == int32(ParameterInfo::kIsHidden));
+    static_assert(int32(torvo::kProxyIsProgramChange) == int32(ParameterInfo::kIsProgramChange));
+    static_assert(int32(torvo::kProxyIsBypass) == int32(ParameterInfo::kIsBypass));
     for (const torvo::ProxyParam& proxy : torvo::kProxyParams) {
         ParameterInfo info{};
         info.id = proxy.id;
@@ -80,6 +90,11 @@ void PlugController::addProxyParameters() {
         p->setNormalized(proxy.defaultValue);
         parameters.addParameter(p);
     }
+}
+
+tresult PLUGIN_API PlugController::getParameterInfo(int32 paramIndex, ParameterInfo& info) {
+    if (paramIndex < 0 || paramIndex >= getParameterCount()) return kInvalidArgument;
+    return EditControllerEx1::getParameterInfo(paramIndex, info);
 }
 
 tresult PLUGIN_API PlugController::setComponentState(IBStream* state) {

@@ -143,7 +143,8 @@ void PlugProcessor::zeroOutputs(ProcessData& data) {
 
 tresult PLUGIN_API PlugProcessor::process(ProcessData& data) {
     torvo::ScopedFlushDenormals flush;
-    if (data.numSamples < 0 || data.numSamples > maxBlockSamples) {
+    const int32 limit = engine ? engine->maxBlockSize() : maxBlockSamples;
+    if (data.numSamples < 0 || data.numSamples > limit) {
         // A block larger than announced cannot be rendered without allocating: stay silent.
         if (data.numSamples > 0) zeroOutputs(data);
         return kResultOk;

@@ -13,10 +13,18 @@ void ModuleMixer::setParameter(int localIndex, float value) {
     if (localIndex < 0 || localIndex >= 4 * kMixerInputs) return;
     const int osc = localIndex % kMixerInputs;
     switch (localIndex / kMixerInputs) {
-    case 0: pan[osc].set(value); break;
-    case 1: setLevel(osc, value); break;
-    case 2: mixTo[osc].set(value); break;
-    default: oscOn[osc] = !decodeOnOff(value); break;
+    case 0:
+        pan[osc].set(value);
+        break;
+    case 1:
+        setLevel(osc, value);
+        break;
+    case 2:
+        mixTo[osc].set(value);
+        break;
+    default:
+        oscOn[osc] = !decodeOnOff(value);
+        break;
     }
 }
 
@@ -64,7 +72,9 @@ void ModuleMixer::wireVoice(int voice, const StereoPtr osc[kMixerInputs]) {
     for (int i = 0; i < kMixerInputs; ++i) mixVoices[voice].osc[i] = osc[i];
 }
 
-void ModuleMixer::process(int frames, int use) { updateSmoothers(frames); }
+void ModuleMixer::process(int frames, int use) {
+    updateSmoothers(frames);
+}
 
 const StereoPtr* ModuleMixer::getStereoOutputs(int index) {
     if (index == 0) return busOne.data();

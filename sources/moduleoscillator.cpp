@@ -48,26 +48,49 @@ void ModuleOscillator::setParameter(int localIndex, float value) {
         fine = value;
         updatePitchOffset();
         break;
-    case 4: ctrlA.set(value); break;
-    case 5: ctrlB.set(value); break;
+    case 4:
+        ctrlA.set(value);
+        break;
+    case 5:
+        ctrlB.set(value);
+        break;
     case 6:
         phase = value;
         updatePhaseMode();
         break;
-    case 7: wave = std::clamp(decodeList(value), 0, kLastWave); break;
-    case 8: wtmix.set(value); break;
-    case 9: unisonDetune = value; break;
-    case 10: unisonDensity = value; break;
-    case 11: unisonCount = std::clamp(decodeList(value), 0, kLastUnisonCount); break;
-    case 12: unisonOctave = std::clamp(decodeList(value), 0, kLastUnisonChord); break;
-    case 13: unisonWidth = value; break;
+    case 7:
+        wave = std::clamp(decodeList(value), 0, kLastWave);
+        break;
+    case 8:
+        wtmix.set(value);
+        break;
+    case 9:
+        unisonDetune = value;
+        break;
+    case 10:
+        unisonDensity = value;
+        break;
+    case 11:
+        unisonCount = std::clamp(decodeList(value), 0, kLastUnisonCount);
+        break;
+    case 12:
+        unisonOctave = std::clamp(decodeList(value), 0, kLastUnisonChord);
+        break;
+    case 13:
+        unisonWidth = value;
+        break;
     case 14:
         analog = decodeOnOff(value);
         updatePhaseMode();
         break;
-    case 15: invert = decodeOnOff(value); break;
-    case 16: keyTrack = decodeOnOff(value); break;
-    default: break;
+    case 15:
+        invert = decodeOnOff(value);
+        break;
+    case 16:
+        keyTrack = decodeOnOff(value);
+        break;
+    default:
+        break;
     }
 }
 

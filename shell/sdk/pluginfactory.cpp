@@ -23,12 +23,12 @@ bool CPluginFactory::isClassRegistered(const FUID& cid) const {
     return false;
 }
 
-tresult PLUGIN_API CPluginFactory::queryInterface(const TUID iid, void** obj) {
+tresult PLUGIN_API CPluginFactory::queryInterface(const TUID queriedIid, void** obj) {
     if (!obj) return kInvalidArgument;
-    if (FUnknownPrivate::iidEqual(iid, IPluginFactory::iid) ||
-        FUnknownPrivate::iidEqual(iid, IPluginFactory2::iid) ||
-        FUnknownPrivate::iidEqual(iid, IPluginFactory3::iid) ||
-        FUnknownPrivate::iidEqual(iid, FUnknown::iid)) {
+    if (FUnknownPrivate::iidEqual(queriedIid, IPluginFactory::iid) ||
+        FUnknownPrivate::iidEqual(queriedIid, IPluginFactory2::iid) ||
+        FUnknownPrivate::iidEqual(queriedIid, IPluginFactory3::iid) ||
+        FUnknownPrivate::iidEqual(queriedIid, FUnknown::iid)) {
         addRef();
         *obj = static_cast<IPluginFactory3*>(this);
         return kResultOk;
@@ -59,11 +59,7 @@ int32 PLUGIN_API CPluginFactory::countClasses() { return static_cast<int32>(clas
 tresult PLUGIN_API CPluginFactory::getClassInfo(int32 index, PClassInfo* info) {
     if (!info || index < 0 || index >= countClasses()) return kInvalidArgument;
     const PClassInfo2& c = classes[index].info;
-    std::memset(info, 0, sizeof(PClassInfo));
-    std::memcpy(info->cid, c.cid, sizeof(TUID));
-    info->cardinality = c.cardinality;
-    std::strncpy(info->category, c.category, PClassInfo::kCategorySize - 1);
-    std::strncpy(info->name, c.name, PClassInfo::kNameSize - 1);
+    *info = PClassInfo(c.cid, c.cardinality, c.category, c.name);
     return kResultOk;
 }
 
@@ -79,15 +75,15 @@ tresult PLUGIN_API CPluginFactory::getClassInfoUnicode(int32 index, PClassInfoW*
     return kResultOk;
 }
 
-tresult PLUGIN_API CPluginFactory::createInstance(FIDString cid, FIDString iid, void** obj) {
+tresult PLUGIN_API CPluginFactory::createInstance(FIDString cid, FIDString interfaceId, void** obj) {
     if (!obj) return kInvalidArgument;
     *obj = nullptr;
-    if (!cid || !iid) return kInvalidArgument;
+    if (!cid || !interfaceId) return kInvalidArgument;
     for (const Entry& e : classes) {
         if (!FUnknownPrivate::iidEqual(e.info.cid, cid)) continue;
         FUnknown* instance = e.create(e.context);
         if (!instance) return kOutOfMemory;
-        const tresult r = instance->queryInterface(iid, obj);
+        const tresult r = instance->queryInterface(interfaceId, obj);
         instance->release();
         if (r != kResultOk) *obj = nullptr;
         return r;

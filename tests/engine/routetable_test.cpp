@@ -70,9 +70,10 @@ TEST(RouteTable, EngineHandledRowsHaveNoReceiverAndAllOthersExactlyOne) {
     const std::set<int> fanOut = {id("drift"), id("arp_speed"), id("arp_swing")};
     for (int p = 0; p < kParamCount; ++p) {
         const int count = routesOf(p).count;
-        if (engineRows.count(p))
+        if (engineRows.count(p)) {
             EXPECT_EQ(count, 0) << defaultParamRecord(p).name;
-        else if (!fanOut.count(p))
+        } else if (!fanOut.count(p)) {
             EXPECT_EQ(count, 1) << defaultParamRecord(p).name;
+        }
     }
 }
