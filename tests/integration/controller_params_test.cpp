@@ -246,8 +246,7 @@ struct ProxyCase {
 constexpr int32 kHiddenReadOnly = ParameterInfo::kIsHidden | ParameterInfo::kIsReadOnly;
 
 const ProxyCase kProxyCases[] = {
-    {fourCharId("bpas"), "Bypass", ParameterInfo::kIsBypass | ParameterInfo::kCanAutomate, 1,
-     0.0},
+    {fourCharId("bpas"), "Bypass", ParameterInfo::kIsBypass | ParameterInfo::kCanAutomate, 1, 0.0},
     {fourCharId("next"), "Next Preset", kHiddenReadOnly, 1, 0.0},
     {fourCharId("prev"), "Prev Preset", kHiddenReadOnly, 1, 0.0},
     {fourCharId("aftt"), "aftertouch", kHiddenReadOnly, 0, 0.5},
@@ -289,8 +288,7 @@ TEST_F(ControllerParams, DefaultsAgreeWithTheProcessorState) {
     const std::vector<uint8_t> state = plugin->getState();
     ASSERT_EQ(state.size(), kStateBytes);
     for (int id = 0; id < kTableSize; ++id)
-        EXPECT_FLOAT_EQ(stateParam(state, id),
-                        static_cast<float>(info(id).defaultNormalizedValue))
+        EXPECT_FLOAT_EQ(stateParam(state, id), static_cast<float>(info(id).defaultNormalizedValue))
             << "row " << id;
 }
 

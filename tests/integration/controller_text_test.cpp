@@ -21,7 +21,7 @@ protected:
 };
 
 TEST_F(ControllerText, ContinuousRowsShowThousandths) {
-    EXPECT_EQ(text(9, 0.5), "500");     // volume
+    EXPECT_EQ(text(9, 0.5), "500"); // volume
     EXPECT_EQ(text(9, 0.0), "0");
     EXPECT_EQ(text(9, 1.0), "1000");
     EXPECT_EQ(text(103, 0.1234), "123"); // flt1_cut
@@ -105,8 +105,9 @@ TEST_F(ControllerText, StoredValuesReadBack) {
     EXPECT_NEAR(c->getParamNormalized(fourCharId("aftt")), 0.5, 1e-7);
     c->setParamNormalized(fourCharId("sust"), 0.75);
     EXPECT_NEAR(c->getParamNormalized(fourCharId("sust")), 0.75, 1e-7);
-    // An unknown id is accepted and ignored.
-    EXPECT_EQ(c->setParamNormalized(fourCharId("zzzz"), 0.3), kResultOk);
+    // An unknown id is refused and changes nothing.
+    EXPECT_NE(c->setParamNormalized(fourCharId("zzzz"), 0.3), kResultOk);
+    EXPECT_NEAR(c->getParamNormalized(9), 1.0, 1e-7);
 }
 
 } // namespace

@@ -90,8 +90,8 @@ TEST(FactoryLifetime, InstancesComeAndGoWhileTheModuleStaysShared) {
     std::string error;
     auto first = loadTorvo(&error);
     ASSERT_TRUE(first) << error;
-    auto second = host::Plugin::create(
-        host::PluginModule::load(TORVO_BUNDLE_PATH, &error), &error, strictOptions());
+    auto second = host::Plugin::create(host::PluginModule::load(TORVO_BUNDLE_PATH, &error), &error,
+                                       strictOptions());
     ASSERT_TRUE(second) << error;
     EXPECT_EQ(&first->module(), &second->module());
     first.reset();
@@ -101,6 +101,18 @@ TEST(FactoryLifetime, InstancesComeAndGoWhileTheModuleStaysShared) {
     second.reset(); // deactivate, disconnect, terminate, release, module exit, unload
     auto third = loadTorvo(&error);
     ASSERT_TRUE(third) << "reloading after a full unload: " << error;
+}
+
+TEST(FactoryLifetime, HalvesMayAlsoBeConnectedDirectly) {
+    host::LoadOptions options = strictOptions();
+    options.useProxies = false;
+    std::string error;
+    auto plugin = loadTorvo(&error, options);
+    ASSERT_TRUE(plugin) << error;
+    ASSERT_TRUE(plugin->setup(48000.0, 128));
+    ASSERT_TRUE(plugin->activate());
+    EXPECT_EQ(plugin->process(128, {{0, 60, 0.8f}}).result, kResultOk);
+    EXPECT_EQ(plugin->process(128, {{0, 60, 0.0f, false}}).result, kResultOk);
 }
 
 } // namespace

@@ -30,16 +30,17 @@ constexpr size_t kStateBytes = 4 + kTableSize * 4 + 4 + kProxies * 4;
 /// per-user folder at one scratch folder for the whole test run, so that a developer's own
 /// settings (a default preset, say) never change what a test sees.
 inline void isolateUserFolders() {
-    static const std::string root = [] {
-        char pattern[] = "/tmp/torvo-integration-XXXXXX";
-        const char* dir = mkdtemp(pattern);
-        std::string path = dir ? dir : "/tmp";
-        for (const char* var : {"HOME", "APPDATA", "LOCALAPPDATA", "XDG_CONFIG_HOME",
-                                "XDG_DATA_HOME", "XDG_CACHE_HOME"})
-            setenv(var, path.c_str(), 1);
-        if (dir) std::atexit([] { std::filesystem::remove_all(root); });
-        return path;
-    }();
+    // Plain storage: the clean-up at exit must not depend on a destroyed string.
+    static char root[64] = {};
+    if (root[0]) return;
+    std::strcpy(root, "/tmp/torvo-integration-XXXXXX");
+    if (mkdtemp(root))
+        std::atexit([] { std::filesystem::remove_all(root); });
+    else
+        std::strcpy(root, "/tmp");
+    for (const char* var :
+         {"HOME", "APPDATA", "LOCALAPPDATA", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"})
+        setenv(var, root, 1);
 }
 
 inline host::LoadOptions strictOptions() {

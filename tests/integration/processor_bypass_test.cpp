@@ -25,7 +25,9 @@ protected:
         plugin->process(kBlock, {{0, 48, 1.0f}, {0, 60, 1.0f}, {0, 67, 1.0f}});
         for (int i = 0; i < 4; ++i) plugin->process(kBlock);
     }
-    host::Block bypass(double value) { return plugin->process(kBlock, {}, {{kBypassId, 0, value}}); }
+    host::Block bypass(double value) {
+        return plugin->process(kBlock, {}, {{kBypassId, 0, value}});
+    }
 
     static bool allZero(const host::Block& b) {
         for (int i = 0; i < kBlock; ++i)

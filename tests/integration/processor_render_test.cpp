@@ -11,7 +11,6 @@ namespace torvo::test {
 namespace {
 
 using namespace Steinberg;
-using Steinberg::Vst::kResultOk;
 
 /// Counts samples that are NaN, infinite or subnormal.
 size_t badSamples(const std::vector<float>& samples) {
@@ -51,8 +50,9 @@ void playPhrase(host::Plugin& plugin, const std::vector<int>& sizes, int totalFr
 class ProcessorRender : public HostedTorvo {};
 
 TEST_F(ProcessorRender, EverySampleRateWithEveryBlockSize) {
-    const std::vector<int> sizes = {1, 2, 3, 4, 5, 7, 8, 15, 16, 17, 31, 64, 100, 127, 128,
-                                    255, 256, 441, 512, 999, 1024, 2048, 4095, 4096, 8191, 8192};
+    const std::vector<int> sizes = {1,   2,   3,    4,    5,    7,    8,    15,  16,
+                                    17,  31,  64,   100,  127,  128,  255,  256, 441,
+                                    512, 999, 1024, 2048, 4095, 4096, 8191, 8192};
     for (double rate : {44100.0, 48000.0, 88200.0, 96000.0}) {
         const std::string where = "at " + std::to_string(int(rate)) + " Hz";
         ASSERT_TRUE(plugin->setup(rate, 8192)) << where;

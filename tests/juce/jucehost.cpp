@@ -58,11 +58,11 @@ juce::AudioProcessorParameter* findParameter(juce::AudioProcessor& plugin,
     return nullptr;
 }
 
-std::vector<TimedMidi> chordPhrase(int64_t lengthSamples) {
+std::vector<TimedMidi> chordPhrase(int64_t lengthSamples, Controllers controllers) {
     auto at = [lengthSamples](double fraction) {
         return static_cast<int64_t>(fraction * static_cast<double>(lengthSamples));
     };
-    return {
+    std::vector<TimedMidi> phrase{
         {at(0.0), juce::MidiMessage::noteOn(1, 48, static_cast<juce::uint8>(100))},
         {at(0.0), juce::MidiMessage::noteOn(1, 60, static_cast<juce::uint8>(90))},
         {at(0.1), juce::MidiMessage::noteOn(1, 64, static_cast<juce::uint8>(70))},
@@ -78,6 +78,12 @@ std::vector<TimedMidi> chordPhrase(int64_t lengthSamples) {
         {at(0.7), juce::MidiMessage::noteOff(1, 72)},
         {at(0.75), juce::MidiMessage::controllerEvent(1, 1, 0)},
     };
+    if (controllers == Controllers::without)
+        phrase.erase(
+            std::remove_if(phrase.begin(), phrase.end(),
+                           [](const TimedMidi& event) { return !event.message.isNoteOnOrOff(); }),
+            phrase.end());
+    return phrase;
 }
 
 RenderResult render(juce::AudioPluginInstance& plugin, int64_t frames,

@@ -29,9 +29,12 @@ struct TimedMidi {
     juce::MidiMessage message;
 };
 
-// A short phrase: a chord built up and released, with pitch bend and mod wheel on the way, all
-// within the first `lengthSamples`.
-std::vector<TimedMidi> chordPhrase(int64_t lengthSamples);
+enum class Controllers { with, without };
+
+// A short phrase: a chord built up and released within the first `lengthSamples`; with
+// controllers, pitch bend and mod wheel move on the way and return to rest.
+std::vector<TimedMidi> chordPhrase(int64_t lengthSamples,
+                                   Controllers controllers = Controllers::with);
 
 struct RenderResult {
     int64_t frames = 0;

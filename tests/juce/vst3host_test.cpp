@@ -32,6 +32,7 @@ constexpr int kFlt1Cut = 103;
 constexpr int kWarm = 711;
 constexpr int kMacro1 = 714;
 constexpr int kBendWheel = 720;
+constexpr int kModWheel = 721;
 
 std::unique_ptr<juce::AudioPluginInstance> mustCreate(double sampleRate, int maxBlock) {
     juce::String error;
@@ -315,19 +316,60 @@ TEST(JuceState, RestoresIntoAFreshInstance) {
     ASSERT_NE(restored, nullptr);
     restored->setStateInformation(saved.getData(), static_cast<int>(saved.getSize()));
 
+    // What the host shows after loading the project ...
     for (const auto& [index, value] : edits) {
         auto* parameter = restored->getParameters()[index];
         EXPECT_NEAR(parameter->getValue(), value, 1e-6f) << parameter->getName(64);
     }
-
-    const auto played =
-        render(*restored, seconds(96000.0, 0.5), {256}, chordPhrase(seconds(96000.0, 0.5)));
-    EXPECT_EQ(played.nonFinite, 0);
-
+    // ... and what the audio side holds: the whole table, not only the edited rows.
     juce::MemoryBlock again;
     restored->getStateInformation(again);
     EXPECT_EQ(processorStateValues(again), savedValues);
+
+    const int64_t length = seconds(96000.0, 0.5);
+    const auto played = render(*restored, length, {256}, chordPhrase(length, Controllers::without));
+    EXPECT_EQ(played.nonFinite, 0);
+    restored->getStateInformation(again);
+    EXPECT_EQ(processorStateValues(again), savedValues) << "notes alone changed the table";
     restored->releaseResources();
+}
+
+// --- MIDI controllers -----------------------------------------------------------------------
+
+// JUCE turns controller messages into parameter changes through the plug-in's controller map;
+// a controller without an entry must reach no parameter at all.
+TEST(JuceMidi, ControllersDriveOnlyTheirMappedParameters) {
+    const auto plugin = mustCreate(44100.0, 512);
+    ASSERT_NE(plugin, nullptr);
+    const std::vector<TimedMidi> moves{
+        {0, juce::MidiMessage::controllerEvent(1, 7, 127)},
+        {10, juce::MidiMessage::controllerEvent(1, 1, 64)},
+        {20, juce::MidiMessage::pitchWheel(1, 16383)},
+        {30, juce::MidiMessage::controllerEvent(1, 74, 100)},
+        {40, juce::MidiMessage::controllerEvent(5, 3, 90)},
+        {50, juce::MidiMessage::controllerEvent(16, 7, 127)},
+    };
+    EXPECT_EQ(render(*plugin, 1024, {512}, moves).nonFinite, 0);
+
+    std::vector<float> expected(kTableSize);
+    for (int index = 0; index < kTableSize; ++index)
+        expected[static_cast<size_t>(index)] = plugin->getParameters()[index]->getDefaultValue();
+    expected[kVolume] = 1.0f;
+    expected[kModWheel] = 64.0f / 127.0f;
+    expected[kBendWheel] = 1.0f;
+
+    juce::MemoryBlock state;
+    plugin->getStateInformation(state);
+    const auto values = processorStateValues(state);
+    ASSERT_EQ(values.size(), expected.size());
+    for (int index = 0; index < kTableSize; ++index) {
+        EXPECT_NEAR(values[static_cast<size_t>(index)], expected[static_cast<size_t>(index)], 1e-6f)
+            << "row " << index << " " << plugin->getParameters()[index]->getName(64);
+        EXPECT_NEAR(plugin->getParameters()[index]->getValue(),
+                    expected[static_cast<size_t>(index)], 1e-6f)
+            << "host value of row " << index;
+    }
+    plugin->releaseResources();
 }
 
 // --- Lifecycle ------------------------------------------------------------------------------

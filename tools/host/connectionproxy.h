@@ -13,12 +13,13 @@ namespace torvo::host {
 class ConnectionProxy : public HostOwned<Steinberg::Vst::IConnectionPoint> {
 public:
     /// `source` is the half whose messages this proxy carries, in `direction`.
-    ConnectionProxy(Steinberg::Vst::IConnectionPoint* source, Direction direction,
-                    MessageLog& log, const MessagePool* pool);
+    ConnectionProxy(Steinberg::Vst::IConnectionPoint* source, Direction direction, MessageLog& log,
+                    const MessagePool* pool);
 
     /// Connects `source` to this proxy, with `destination` as the far side.
     Steinberg::tresult PLUGIN_API connect(Steinberg::Vst::IConnectionPoint* destination) override;
-    Steinberg::tresult PLUGIN_API disconnect(Steinberg::Vst::IConnectionPoint* destination) override;
+    Steinberg::tresult PLUGIN_API
+    disconnect(Steinberg::Vst::IConnectionPoint* destination) override;
     Steinberg::tresult PLUGIN_API notify(Steinberg::Vst::IMessage* message) override;
 
     bool isConnected() const { return destination_ != nullptr; }

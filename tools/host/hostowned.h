@@ -14,7 +14,8 @@ namespace torvo::host {
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 template <class Interface> class HostOwned : public Interface {
 public:
-    Steinberg::tresult PLUGIN_API queryInterface(const Steinberg::TUID queried, void** obj) override {
+    Steinberg::tresult PLUGIN_API queryInterface(const Steinberg::TUID queried,
+                                                 void** obj) override {
         if (Steinberg::FUnknownPrivate::iidEqual(queried, Steinberg::FUnknown::iid) ||
             Steinberg::FUnknownPrivate::iidEqual(queried, Interface::iid)) {
             *obj = static_cast<Interface*>(this);

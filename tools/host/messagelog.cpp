@@ -56,8 +56,7 @@ void MessageLog::countMessage(Direction direction, const char* id) {
 size_t MessageLog::count(const std::string& id, Direction direction) const {
     std::lock_guard<std::mutex> lock(mutex_);
     for (int i = 0; i < counterCount_; ++i)
-        if (counters_[i].direction == direction && id == counters_[i].id)
-            return counters_[i].count;
+        if (counters_[i].direction == direction && id == counters_[i].id) return counters_[i].count;
     return 0;
 }
 

@@ -17,8 +17,12 @@ tresult PLUGIN_API PooledAttributeList::queryInterface(const TUID queried, void*
     return kNoInterface;
 }
 
-uint32 PLUGIN_API PooledAttributeList::addRef() { return owner_.addRef(); }
-uint32 PLUGIN_API PooledAttributeList::release() { return owner_.release(); }
+uint32 PLUGIN_API PooledAttributeList::addRef() {
+    return owner_.addRef();
+}
+uint32 PLUGIN_API PooledAttributeList::release() {
+    return owner_.release();
+}
 
 tresult PLUGIN_API PooledAttributeList::setInt(AttrID id, int64 value) {
     return store_.setInt(id, value) ? kResultOk : kResultFalse;
@@ -58,8 +62,7 @@ tresult PLUGIN_API PooledAttributeList::getString(AttrID id, Vst::TChar* string,
     return kResultOk;
 }
 
-tresult PLUGIN_API PooledAttributeList::setBinary(AttrID id, const void* data,
-                                                  uint32 sizeInBytes) {
+tresult PLUGIN_API PooledAttributeList::setBinary(AttrID id, const void* data, uint32 sizeInBytes) {
     return store_.setBinary(id, data, sizeInBytes) ? kResultOk : kResultFalse;
 }
 
@@ -83,7 +86,9 @@ tresult PLUGIN_API PooledMessage::queryInterface(const TUID queried, void** obj)
     return kNoInterface;
 }
 
-uint32 PLUGIN_API PooledMessage::addRef() { return ++refCount_; }
+uint32 PLUGIN_API PooledMessage::addRef() {
+    return ++refCount_;
+}
 
 uint32 PLUGIN_API PooledMessage::release() {
     const uint32 left = --refCount_;

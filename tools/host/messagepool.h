@@ -25,7 +25,8 @@ public:
     explicit PooledAttributeList(PooledMessage& owner) : owner_(owner) {}
     virtual ~PooledAttributeList() = default;
 
-    Steinberg::tresult PLUGIN_API queryInterface(const Steinberg::TUID queried, void** obj) override;
+    Steinberg::tresult PLUGIN_API queryInterface(const Steinberg::TUID queried,
+                                                 void** obj) override;
     Steinberg::uint32 PLUGIN_API addRef() override;
     Steinberg::uint32 PLUGIN_API release() override;
 
@@ -33,7 +34,8 @@ public:
     Steinberg::tresult PLUGIN_API getInt(AttrID id, Steinberg::int64& value) override;
     Steinberg::tresult PLUGIN_API setFloat(AttrID id, double value) override;
     Steinberg::tresult PLUGIN_API getFloat(AttrID id, double& value) override;
-    Steinberg::tresult PLUGIN_API setString(AttrID id, const Steinberg::Vst::TChar* string) override;
+    Steinberg::tresult PLUGIN_API setString(AttrID id,
+                                            const Steinberg::Vst::TChar* string) override;
     Steinberg::tresult PLUGIN_API getString(AttrID id, Steinberg::Vst::TChar* string,
                                             Steinberg::uint32 sizeInBytes) override;
     Steinberg::tresult PLUGIN_API setBinary(AttrID id, const void* data,
@@ -54,7 +56,8 @@ public:
     PooledMessage() : attributes_(*this) {}
     virtual ~PooledMessage() = default;
 
-    Steinberg::tresult PLUGIN_API queryInterface(const Steinberg::TUID queried, void** obj) override;
+    Steinberg::tresult PLUGIN_API queryInterface(const Steinberg::TUID queried,
+                                                 void** obj) override;
     Steinberg::uint32 PLUGIN_API addRef() override;
     Steinberg::uint32 PLUGIN_API release() override;
 

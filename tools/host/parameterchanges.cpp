@@ -4,16 +4,14 @@ namespace torvo::host {
 
 using namespace Steinberg;
 
-tresult PLUGIN_API ParamValueQueue::getPoint(int32 index, int32& offset,
-                                             Vst::ParamValue& value) {
+tresult PLUGIN_API ParamValueQueue::getPoint(int32 index, int32& offset, Vst::ParamValue& value) {
     if (index < 0 || index >= count_) return kInvalidArgument;
     offset = points_[index].offset;
     value = points_[index].value;
     return kResultOk;
 }
 
-tresult PLUGIN_API ParamValueQueue::addPoint(int32 offset, Vst::ParamValue value,
-                                             int32& index) {
+tresult PLUGIN_API ParamValueQueue::addPoint(int32 offset, Vst::ParamValue value, int32& index) {
     int32 at = 0;
     while (at < count_ && points_[at].offset < offset) ++at;
     if (at < count_ && points_[at].offset == offset) {

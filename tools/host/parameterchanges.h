@@ -46,14 +46,12 @@ public:
     explicit ParameterChanges(int capacity = kDefaultCapacity) : queues_(capacity) {}
 
     Steinberg::int32 PLUGIN_API getParameterCount() override { return count_; }
-    Steinberg::Vst::IParamValueQueue* PLUGIN_API
-    getParameterData(Steinberg::int32 index) override;
-    Steinberg::Vst::IParamValueQueue* PLUGIN_API
-    addParameterData(const Steinberg::Vst::ParamID& id, Steinberg::int32& index) override;
+    Steinberg::Vst::IParamValueQueue* PLUGIN_API getParameterData(Steinberg::int32 index) override;
+    Steinberg::Vst::IParamValueQueue* PLUGIN_API addParameterData(const Steinberg::Vst::ParamID& id,
+                                                                  Steinberg::int32& index) override;
 
     /// Adds one point for `id`; false when the queue or the list is full.
-    bool add(Steinberg::Vst::ParamID id, Steinberg::int32 offset,
-             Steinberg::Vst::ParamValue value);
+    bool add(Steinberg::Vst::ParamID id, Steinberg::int32 offset, Steinberg::Vst::ParamValue value);
     void clear() { count_ = 0; }
 
 private:

@@ -87,14 +87,13 @@ bool Plugin::createHalves(std::string* error) {
         }
         controller_ = owned(controller);
         separateController_ = true;
-        if (controller_->initialize(static_cast<Vst::IHostApplication*>(&context_)) !=
-            kResultOk) {
+        if (controller_->initialize(static_cast<Vst::IHostApplication*>(&context_)) != kResultOk) {
             setError(error, "the edit controller refused initialize");
             return false;
         }
         controllerInitialized_ = true;
     }
-    controller_->setComponentHandler(&handler_);
+    handlerSet_ = controller_->setComponentHandler(&handler_) == kResultOk;
     return true;
 }
 
@@ -124,12 +123,15 @@ bool Plugin::connectHalves(std::string* error) {
     return true;
 }
 
-Plugin::~Plugin() { teardown(); }
+Plugin::~Plugin() {
+    teardown();
+}
 
 void Plugin::teardown() {
     if (active_) deactivate();
     disconnect();
-    if (controller_) controller_->setComponentHandler(nullptr);
+    if (handlerSet_) controller_->setComponentHandler(nullptr);
+    handlerSet_ = false;
     if (controllerInitialized_) controller_->terminate();
     if (componentInitialized_) component_->terminate();
     controllerInitialized_ = componentInitialized_ = false;

@@ -141,6 +141,7 @@ private:
     bool separateController_ = false;
     bool componentInitialized_ = false;
     bool controllerInitialized_ = false;
+    bool handlerSet_ = false;
 
     EventList events_;
     ParameterChanges inputChanges_;

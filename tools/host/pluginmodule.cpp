@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <sys/stat.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -71,7 +72,15 @@ std::shared_ptr<PluginModule> PluginModule::load(const std::string& path, std::s
 
 bool PluginModule::open(const std::string& binary, std::string* error) {
     binary_ = binary;
-    handle_ = dlopen(binary.c_str(), RTLD_LAZY | RTLD_LOCAL);
+    // Kept mapped after unloading in sanitizer builds, or with TORVO_HOST_KEEP_LOADED set: the
+    // plug-in's process-wide tables then stay reachable instead of counting as leaks, and a
+    // real leak report can still name the plug-in's functions at exit.
+#ifdef __SANITIZE_ADDRESS__
+    const int keep = RTLD_NODELETE;
+#else
+    const int keep = std::getenv("TORVO_HOST_KEEP_LOADED") ? RTLD_NODELETE : 0;
+#endif
+    handle_ = dlopen(binary.c_str(), RTLD_LAZY | RTLD_LOCAL | keep);
     if (!handle_) {
         const char* why = dlerror();
         setError(error, "cannot open " + binary + ": " + (why ? why : "unknown error"));

@@ -40,7 +40,8 @@ public:
     /// Opens `path`, either a `.vst3` bundle folder or a shared object. Answers null and fills
     /// `error` when the file cannot be opened, has no factory or its entry refuses.
     /// A module already loaded from the same file is shared, not opened twice.
-    static std::shared_ptr<PluginModule> load(const std::string& path, std::string* error = nullptr);
+    static std::shared_ptr<PluginModule> load(const std::string& path,
+                                              std::string* error = nullptr);
     /// The shared object inside a bundle folder (`X.vst3/Contents/x86_64-linux/X.so`); a path
     /// that is not a folder is answered unchanged.
     static std::string binaryPath(const std::string& bundlePath);

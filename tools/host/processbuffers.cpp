@@ -58,7 +58,8 @@ void ProcessBuffers::advance(int32 frames) {
     context_.continousTimeSamples += frames;
     context_.projectTimeMusic += frames * ppqPerSample();
     const double barLength = context_.timeSigNumerator * 4.0 / context_.timeSigDenominator;
-    context_.barPositionMusic = barLength * static_cast<int64>(context_.projectTimeMusic / barLength);
+    context_.barPositionMusic =
+        barLength * static_cast<int64>(context_.projectTimeMusic / barLength);
 }
 
 double ProcessBuffers::ppqPerSample() const {
