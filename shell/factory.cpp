@@ -18,10 +18,10 @@ PClassInfo2 classInfo(const TUID cid, const char* category, const char* name,
                        torvo::kVendor, torvo::kVersionString, torvo::kSdkVersionString);
 }
 
-CPluginFactory* buildFactory() {
+template <typename Factory> Factory* makeFactory() {
     PFactoryInfo info(torvo::kVendor, torvo::kVendorUrl, torvo::kVendorEmail,
                       PFactoryInfo::kUnicode);
-    auto* factory = new CPluginFactory(info);
+    auto* factory = new Factory(info);
     factory->registerClass(classInfo(torvo::kProcessorUID, kVstAudioEffectClass, "Torvo",
                                      "Instrument"),
                            Vst::PlugProcessor::createInstance);
@@ -33,8 +33,34 @@ CPluginFactory* buildFactory() {
 
 } // namespace
 
+namespace {
+/// The one factory of the module. It lives while the host holds a reference: the last
+/// release deletes it, and the next request builds it anew.
+class TorvoFactory : public CPluginFactory {
+public:
+    using CPluginFactory::CPluginFactory;
+    ~TorvoFactory() override;
+};
+
+std::mutex factoryMutex;
+TorvoFactory* factory = nullptr;
+
+TorvoFactory::~TorvoFactory() {
+    std::lock_guard<std::mutex> guard(factoryMutex);
+    if (factory == this) factory = nullptr;
+}
+} // namespace
+
 extern "C" TORVO_EXPORT IPluginFactory* GetPluginFactory() {
-    static CPluginFactory* factory = buildFactory();
-    factory->addRef();
+    {
+        std::lock_guard<std::mutex> guard(factoryMutex);
+        if (factory) {
+            factory->addRef();
+            return factory;
+        }
+    }
+    TorvoFactory* built = makeFactory<TorvoFactory>();
+    std::lock_guard<std::mutex> guard(factoryMutex);
+    factory = built;
     return factory;
 }
