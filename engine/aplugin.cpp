@@ -138,8 +138,7 @@ bool APlugin::setMaxBlockSize(int frames) {
     shared.maxFrames = frames;
     for (auto& [key, m] : modules) m->setMaxBlockSize(frames);
     zeroBuffer = pool.get("zer", frames);
-    for (int c = 0; c < 7; ++c)
-        controllerTables[c].fill(const_cast<float*>(extControl->output(c)));
+    for (int c = 0; c < 7; ++c) controllerTables[c].fill(const_cast<float*>(extControl->output(c)));
     return arp->stepSnapshot() && zeroBuffer;
 }
 
@@ -172,25 +171,36 @@ void APlugin::refreshMatrix() {
 /// Parameters the engine itself interprets. Answers true when routing stops here.
 bool APlugin::handleSpecialParameter(int id, float value) {
     switch (id) {
-    case kParamAnticlick: anticlick = static_cast<int>(value); return true;
+    case kParamAnticlick:
+        anticlick = static_cast<int>(value);
+        return true;
     case kParamMode: {
         pendingMode = decodeList(value);
         // Crossing between mono and poly is left to the render, which cuts all notes.
         return isMonoMode(pendingMode) != isMonoMode(mode);
     }
-    case kParamVelocity: velocityAmount = 2.0f * value - 1.0f; return false;
-    case kParamPhaserPre: phaserFirst = value > 0.0f; return false;
-    case kParamReverbMode: reverbEarly = static_cast<int>(value * 1000.0f) > 4; return false;
+    case kParamVelocity:
+        velocityAmount = 2.0f * value - 1.0f;
+        return false;
+    case kParamPhaserPre:
+        phaserFirst = value > 0.0f;
+        return false;
+    case kParamReverbMode:
+        reverbEarly = static_cast<int>(value * 1000.0f) > 4;
+        return false;
     case kParamBendWheel: {
         const float b = 2.0f * value - 1.0f;
         extControl->write(kExtPitchWheel, 0, b);
-        const float range = b > 0.0f ? midiModule->bendUpRange()
-                                     : (b < 0.0f ? midiModule->bendDownRange() : 0.0f);
+        const float range =
+            b > 0.0f ? midiModule->bendUpRange() : (b < 0.0f ? midiModule->bendDownRange() : 0.0f);
         midiModule->setWheelOffset(b * range);
         return false;
     }
-    case kParamModWheel: extControl->write(kExtModWheel, 0, value); return false;
-    default: break;
+    case kParamModWheel:
+        extControl->write(kExtModWheel, 0, value);
+        return false;
+    default:
+        break;
     }
     for (int m = 0; m < 8; ++m) {
         if (id >= kModuleTargetRows[m] && id < kModuleTargetRows[m] + 6) {
@@ -224,23 +234,43 @@ void APlugin::noteOn(int offset, int pitch, int velocity) {
     arp->queueNoteOn(offset, pitch & 127, std::clamp(velocity, 0, 127));
 }
 
-void APlugin::noteOff(int offset, int pitch) { arp->queueNoteOff(offset, pitch & 127); }
+void APlugin::noteOff(int offset, int pitch) {
+    arp->queueNoteOff(offset, pitch & 127);
+}
 
 void APlugin::onController(int number, float value, int offset, float bipolar) {
     switch (number) {
-    case 1: extControl->write(0, offset, value); break;
-    case 2: extControl->write(1, offset, value); break;
-    case 4: extControl->write(2, offset, value); break;
-    case 11: extControl->write(3, offset, value); break;
+    case 1:
+        extControl->write(0, offset, value);
+        break;
+    case 2:
+        extControl->write(1, offset, value);
+        break;
+    case 4:
+        extControl->write(2, offset, value);
+        break;
+    case 11:
+        extControl->write(3, offset, value);
+        break;
     case 64:
         extControl->write(4, offset, value);
         holdPedal = value >= 0.5f;
         break;
-    case 65: extControl->write(kExtPitchWheel, offset, bipolar); break;
-    case 66: extControl->write(6, offset, aftertouchCurve(value)); break;
-    case 120: clearPending = 2; panicPending = 1; break;
-    case 123: panicPending = 1; break;
-    default: break;
+    case 65:
+        extControl->write(kExtPitchWheel, offset, bipolar);
+        break;
+    case 66:
+        extControl->write(6, offset, aftertouchCurve(value));
+        break;
+    case 120:
+        clearPending = 2;
+        panicPending = 1;
+        break;
+    case 123:
+        panicPending = 1;
+        break;
+    default:
+        break;
     }
 }
 
@@ -258,9 +288,13 @@ void APlugin::clearArpSnapshot() {
     arp->clearStepSnapshot();
 }
 
-void APlugin::resetNoteState() { midiModule->resetNoteState(); }
+void APlugin::resetNoteState() {
+    midiModule->resetNoteState();
+}
 
-int APlugin::arpStep() const { return arp->currentStep(); }
+int APlugin::arpStep() const {
+    return arp->currentStep();
+}
 
 int APlugin::stepperStep(int index) const {
     return index >= 0 && index < 2 ? steppers[index]->currentStep() : 0;

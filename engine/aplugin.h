@@ -35,7 +35,9 @@ class ModulePerfomance;
 class ModuleStepper;
 
 /// Modes 0..3 play the mono voice only; 4 and 5 are polyphonic.
-inline bool isMonoMode(int mode) { return mode < 4; }
+inline bool isMonoMode(int mode) {
+    return mode < 4;
+}
 
 class APlugin {
 public:

@@ -67,7 +67,8 @@ void APlugin::renderSources(int frames) {
     // Controllers: one block update, then the seven sources.
     extControl->setBlockFrames(frames);
     extControl->resetVoices();
-    for (int c = 0; c < 7; ++c) matrix->setSource(kExtChannelOfSource[c], controllerTables[c].data());
+    for (int c = 0; c < 7; ++c)
+        matrix->setSource(kExtChannelOfSource[c], controllerTables[c].data());
 
     midiModule->processVoices(frames, extControl->output(5));
     matrix->setSource(kSrcVelocity, midiModule->velocityTable());
@@ -83,7 +84,8 @@ void APlugin::renderSources(int frames) {
     const bool arpRuns = arp->isOn() && !heldNotes.empty();
     for (int s = 0; s < 2; ++s) {
         steppers[s]->setArpState(arpRuns, arp->stepSnapshot());
-        if (const int use = matrix->useOfSource(kSrcStepper1 + s)) steppers[s]->process(frames, use);
+        if (const int use = matrix->useOfSource(kSrcStepper1 + s))
+            steppers[s]->process(frames, use);
         matrix->setSource(kSrcStepper1 + s, steppers[s]->getOutputs(0));
     }
     envelopes[0]->process(frames, 1);

@@ -11,8 +11,8 @@ struct Anchor {
     int index;
     float value;
 };
-constexpr Anchor kAnchors[] = {{0, 0.0f},      {10, 0.0008f},  {20, 0.0023f}, {30, 0.0048f},
-                               {40, 0.0094f},  {60, 0.032f},   {80, 0.1038f}, {100, 0.3316f},
+constexpr Anchor kAnchors[] = {{0, 0.0f},      {10, 0.0008f}, {20, 0.0023f}, {30, 0.0048f},
+                               {40, 0.0094f},  {60, 0.032f},  {80, 0.1038f}, {100, 0.3316f},
                                {110, 0.5916f}, {119, 1.0f}};
 
 std::array<float, 121> buildCurve() {
@@ -20,7 +20,8 @@ std::array<float, 121> buildCurve() {
     for (std::size_t a = 0; a + 1 < std::size(kAnchors); ++a) {
         const Anchor lo = kAnchors[a], hi = kAnchors[a + 1];
         for (int i = lo.index; i <= hi.index; ++i)
-            c[i] = lo.value + (hi.value - lo.value) * float(i - lo.index) / float(hi.index - lo.index);
+            c[i] =
+                lo.value + (hi.value - lo.value) * float(i - lo.index) / float(hi.index - lo.index);
     }
     c[120] = 1.0f; // readable point behind the last, taken with weight 0
     return c;

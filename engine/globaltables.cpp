@@ -44,12 +44,22 @@ float globalSampleRate() {
     const float r = currentRate.load();
     return r > 0.0f ? r : 44100.0f;
 }
-float globalInvSampleRate() { return invRate.load(); }
-float globalRateRatio() { return ratio.load(); }
+float globalInvSampleRate() {
+    return invRate.load();
+}
+float globalRateRatio() {
+    return ratio.load();
+}
 
-const float* noteFrequencyTable() { return tables.noteFrequency; }
-const float* phaseIncrementTable() { return tables.increment; }
-const float* phaseIncrementTable4096() { return tables.increment4096; }
+const float* noteFrequencyTable() {
+    return tables.noteFrequency;
+}
+const float* phaseIncrementTable() {
+    return tables.increment;
+}
+const float* phaseIncrementTable4096() {
+    return tables.increment4096;
+}
 
 void lockGlobalTables() {
     std::lock_guard<std::mutex> guard(lockMutex);

@@ -2,7 +2,9 @@
 
 namespace torvo {
 
-Module::Module() { paramIds.fill(-1); }
+Module::Module() {
+    paramIds.fill(-1);
+}
 
 void Module::bindParameter(int localIndex, int id) {
     if (localIndex >= 0 && localIndex < kMaxLocalParams) paramIds[localIndex] = id;

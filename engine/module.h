@@ -89,7 +89,11 @@ protected:
 };
 
 /// Decoding helpers shared by every module.
-inline int decodeList(float v) { return static_cast<int>(v * 999.99f); }
-inline bool decodeOnOff(float v) { return static_cast<int>(v * 1.99f) != 0; }
+inline int decodeList(float v) {
+    return static_cast<int>(v * 999.99f);
+}
+inline bool decodeOnOff(float v) {
+    return static_cast<int>(v * 1.99f) != 0;
+}
 
 } // namespace torvo

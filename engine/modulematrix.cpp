@@ -7,7 +7,7 @@ constexpr int kFirstSlotAmountTarget = 155;
 constexpr int kLastSlotAmountTarget = 214;
 
 /// Depth targets of the envelopes' and LFOs' own amounts, in slot order 15..22, two each.
-constexpr int kModuleDepthTargets[8][2] = {{56, 57}, {64, 65}, {72, 73}, {80, 81},
+constexpr int kModuleDepthTargets[8][2] = {{56, 57}, {64, 65}, {72, 73},   {80, 81},
                                            {87, 88}, {94, 95}, {101, 102}, {108, 109}};
 
 bool isModuleDepthTarget(uint32_t t) {
@@ -40,9 +40,15 @@ void ModuleMatrix::setSlotValue(int slot, int item, float value) {
     MatrixSlot& s = slots[slot];
     const int k = item / 3;
     switch (item % 3) {
-    case 0: s.target[k] = decodeTarget(value); break;
-    case 1: s.amount[k] = value; break;
-    default: s.velocity[k] = 2.0f * value - 1.0f; break;
+    case 0:
+        s.target[k] = decodeTarget(value);
+        break;
+    case 1:
+        s.amount[k] = value;
+        break;
+    default:
+        s.velocity[k] = 2.0f * value - 1.0f;
+        break;
     }
 }
 

@@ -21,11 +21,27 @@ constexpr int kTargetCount = 229;
 
 /// Source ids as stored in presets (id - 1 indexes the source tables).
 enum SourceId {
-    kSrcOff = 0, kSrcOsc1 = 1, kSrcEnv1 = 5, kSrcLfo1 = 9, kSrcVelocity = 13, kSrcKeyFollow = 14,
-    kSrcRandomBipolar = 15, kSrcPitchWheel = 16, kSrcModWheel = 17, kSrcAftertouch = 18,
-    kSrcFootPedal = 19, kSrcBreath = 20, kSrcExpression = 21, kSrcSustain = 22, kSrcStepper1 = 23,
-    kSrcStepper2 = 24, kSrcArpStep = 25, kSrcMod1 = 26, kSrcRandomUnipolar = 30,
-    kSrcConstant10 = 31, kSrcConstant50 = 32
+    kSrcOff = 0,
+    kSrcOsc1 = 1,
+    kSrcEnv1 = 5,
+    kSrcLfo1 = 9,
+    kSrcVelocity = 13,
+    kSrcKeyFollow = 14,
+    kSrcRandomBipolar = 15,
+    kSrcPitchWheel = 16,
+    kSrcModWheel = 17,
+    kSrcAftertouch = 18,
+    kSrcFootPedal = 19,
+    kSrcBreath = 20,
+    kSrcExpression = 21,
+    kSrcSustain = 22,
+    kSrcStepper1 = 23,
+    kSrcStepper2 = 24,
+    kSrcArpStep = 25,
+    kSrcMod1 = 26,
+    kSrcRandomUnipolar = 30,
+    kSrcConstant10 = 31,
+    kSrcConstant50 = 32
 };
 
 struct MatrixSlot {

@@ -37,16 +37,35 @@ void ModuleMidi::createVoices() {
 
 void ModuleMidi::setParameter(int localIndex, float value) {
     switch (localIndex) {
-    case kMode: mode = decodeList(value); break;
-    case kPoly: polyphony = decodeList(value) + 1; break;
-    case kGlideLog: glideLog = decodeOnOff(value); break;
-    case kGlide: glideValue = value; break;
-    case kDrift: driftOn = decodeOnOff(value); break;
-    case kBendUp: bendUp = decodeList(value) / 127.0f; break;
-    case kBendDown: bendDown = decodeList(value) / 127.0f; break;
-    case kPitchShift: pitchShift = static_cast<int>(value * (129 - 0.01f)); break;
-    case kPitchFine: pitchFine = static_cast<int>(value * (199 - 0.01f)); break;
-    default: break;
+    case kMode:
+        mode = decodeList(value);
+        break;
+    case kPoly:
+        polyphony = decodeList(value) + 1;
+        break;
+    case kGlideLog:
+        glideLog = decodeOnOff(value);
+        break;
+    case kGlide:
+        glideValue = value;
+        break;
+    case kDrift:
+        driftOn = decodeOnOff(value);
+        break;
+    case kBendUp:
+        bendUp = decodeList(value) / 127.0f;
+        break;
+    case kBendDown:
+        bendDown = decodeList(value) / 127.0f;
+        break;
+    case kPitchShift:
+        pitchShift = static_cast<int>(value * (129 - 0.01f));
+        break;
+    case kPitchFine:
+        pitchFine = static_cast<int>(value * (199 - 0.01f));
+        break;
+    default:
+        break;
     }
     if (polyphony < 1) polyphony = 1;
     if (polyphony > 16) polyphony = 16;

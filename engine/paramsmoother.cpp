@@ -12,7 +12,9 @@ constexpr float kSlowCutoff = 24.0f;
 constexpr float kFastCutoff = 240.0f;
 constexpr float kSettleDistance = 0.001f;
 
-float coefficient(float cutoffHz, float rate) { return std::sin(kPi * cutoffHz / rate); }
+float coefficient(float cutoffHz, float rate) {
+    return std::sin(kPi * cutoffHz / rate);
+}
 } // namespace
 
 void ParamSmoother::allocate(Pool& pool, int frames) {

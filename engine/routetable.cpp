@@ -11,36 +11,36 @@ namespace torvo {
 namespace {
 
 // Local orders by parameter name. Family prefixes are filled in per instance ("osc2_" ...).
-const char* const kMidiLocals[] = {"mode",  "poly",    "glide_log",   "glide",     "drift",
+const char* const kMidiLocals[] = {"mode",    "poly",    "glide_log",   "glide",     "drift",
                                    "bend_up", "bend_dn", "pitch_shift", "pitch_fine"};
-const char* const kEnvLocals[] = {"att",     "dec",     "sus",     "slt",    "sll",
-                                  "rel",     "att_crv", "dec_crv", "slp_crv", "rel_crv"};
-const char* const kLfoLocals[] = {"rate",  "time",  "sym",  "sync", "mono", "morph",
-                                  "phase", "form",  "amp",  "fadein"};
-const char* const kOscLocals[] = {"type", "oct",  "note", "fine", "ctrlA", "ctrlB",
-                                  "phase", "wave", "wtmix", "udet", "uden", "ucnt",
-                                  "uoct", "uwid", "ana",   "inv",   "key"};
-const char* const kFilterLocals[] = {"flt_rout",  "flt_link", "flt1_type", "flt1_mode",
-                                     "flt1_cut",  "flt1_res", "flt2_type", "flt2_mode",
-                                     "flt2_cut",  "flt2_res", "flt_keytrack", "flt_balance"};
-const char* const kShaperLocals[] = {"shp_mode",  "shp_band", "shp_hq",     "shp_drive", "shp_bit",
-                                     "shp_sr",    "shp_hicut", "shp_lowcut", "shp_wet",  "shp_mute"};
+const char* const kEnvLocals[] = {"att", "dec",     "sus",     "slt",     "sll",
+                                  "rel", "att_crv", "dec_crv", "slp_crv", "rel_crv"};
+const char* const kLfoLocals[] = {"rate",  "time",  "sym",  "sync", "mono",
+                                  "morph", "phase", "form", "amp",  "fadein"};
+const char* const kOscLocals[] = {"type",  "oct",  "note",  "fine", "ctrlA", "ctrlB",
+                                  "phase", "wave", "wtmix", "udet", "uden",  "ucnt",
+                                  "uoct",  "uwid", "ana",   "inv",  "key"};
+const char* const kFilterLocals[] = {"flt_rout", "flt_link", "flt1_type",    "flt1_mode",
+                                     "flt1_cut", "flt1_res", "flt2_type",    "flt2_mode",
+                                     "flt2_cut", "flt2_res", "flt_keytrack", "flt_balance"};
+const char* const kShaperLocals[] = {"shp_mode", "shp_band", "shp_hq",    "shp_drive",
+                                     "shp_bit",  "shp_sr",   "shp_hicut", "shp_lowcut",
+                                     "shp_wet",  "shp_mute"};
 const char* const kPhaserLocals[] = {"phs_stages", "phs_freq",  "phs_fback", "phs_spread",
                                      "phs_rate",   "phs_depth", "phs_wet",   "phs_mute"};
-const char* const kChorusLocals[] = {"chr_mode",  "chr_delay", "chr_fback",  "chr_rate", "chr_depth",
-                                     "chr_wide",  "chr_hicut", "chr_lowcut", "chr_wet",  "chr_mute"};
-const char* const kDelayLocals[] = {"del_pingpong", "del_sync",  "del_timeL",    "del_timeR",
-                                    "del_stimeL",   "del_stimeR", "del_fback",   "del_rate",
-                                    "del_modulate", "del_wide",  "del_color",    "del_wet",
+const char* const kChorusLocals[] = {"chr_mode", "chr_delay", "chr_fback",  "chr_rate", "chr_depth",
+                                     "chr_wide", "chr_hicut", "chr_lowcut", "chr_wet",  "chr_mute"};
+const char* const kDelayLocals[] = {"del_pingpong", "del_sync",   "del_timeL", "del_timeR",
+                                    "del_stimeL",   "del_stimeR", "del_fback", "del_rate",
+                                    "del_modulate", "del_wide",   "del_color", "del_wet",
                                     "del_mute"};
-const char* const kReverbLocals[] = {"rev_mode",  "rev_sync", "rev_pretimeS", "rev_pretime",
-                                     "rev_damp",  "rev_wide", "rev_decay",    "rev_color",
-                                     "rev_wet",   "rev_mute"};
+const char* const kReverbLocals[] = {"rev_mode", "rev_sync", "rev_pretimeS", "rev_pretime",
+                                     "rev_damp", "rev_wide", "rev_decay",    "rev_color",
+                                     "rev_wet",  "rev_mute"};
 const char* const kCompressorLocals[] = {"x-comp"};
-const char* const kEqualizerLocals[] = {"eq_power",   "warm",       "soft",       "boost",
-                                        "eq_low_frq", "eq_low_Q",   "eq_low_lev", "eq_mid_frq",
-                                        "eq_mid_Q",   "eq_mid_lev", "eq_hi_frq",  "eq_hi_Q",
-                                        "eq_hi_lev",  "volume"};
+const char* const kEqualizerLocals[] = {
+    "eq_power",   "warm",     "soft",       "boost",     "eq_low_frq", "eq_low_Q",  "eq_low_lev",
+    "eq_mid_frq", "eq_mid_Q", "eq_mid_lev", "eq_hi_frq", "eq_hi_Q",    "eq_hi_lev", "volume"};
 const char* const kMacroLocals[] = {"macro1", "macro2", "macro3", "macro4"};
 const char* const kStepperHead[] = {"rate", "time", "@arp_speed", "mode", "start",
                                     "stop", "mono", "rtrg",       "loop", "@arp_swing"};
@@ -70,8 +70,7 @@ std::vector<int> stepperLocals(int n) {
     const std::string p = "stp" + std::to_string(n) + "_";
     std::vector<int> ids;
     for (const char* arr : {"start", "end", "crvX", "crvY", "rep"}) addNumbered(ids, p + arr, 16);
-    for (const char* h : kStepperHead)
-        ids.push_back(h[0] == '@' ? idOf(h + 1) : idOf(p + h));
+    for (const char* h : kStepperHead) ids.push_back(h[0] == '@' ? idOf(h + 1) : idOf(p + h));
     addNumbered(ids, p + "hold", 16);
     return ids;
 }

@@ -22,12 +22,12 @@ template <typename Factory> Factory* makeFactory() {
     PFactoryInfo info(torvo::kVendor, torvo::kVendorUrl, torvo::kVendorEmail,
                       PFactoryInfo::kUnicode);
     auto* factory = new Factory(info);
-    factory->registerClass(classInfo(torvo::kProcessorUID, kVstAudioEffectClass, "Torvo",
-                                     "Instrument"),
-                           Vst::PlugProcessor::createInstance);
-    factory->registerClass(classInfo(torvo::kControllerUID, kVstComponentControllerClass,
-                                     "TorvoController", ""),
-                           Vst::PlugController::createInstance);
+    factory->registerClass(
+        classInfo(torvo::kProcessorUID, kVstAudioEffectClass, "Torvo", "Instrument"),
+        Vst::PlugProcessor::createInstance);
+    factory->registerClass(
+        classInfo(torvo::kControllerUID, kVstComponentControllerClass, "TorvoController", ""),
+        Vst::PlugController::createInstance);
     return factory;
 }
 

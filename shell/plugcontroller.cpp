@@ -35,7 +35,9 @@ private:
     torvo::ParamRecord row;
 };
 
-void copyTitle(String128 dest, const char* ascii) { UString(dest, 128).fromAscii(ascii); }
+void copyTitle(String128 dest, const char* ascii) {
+    UString(dest, 128).fromAscii(ascii);
+}
 
 bool idIs(IMessage* message, const char* id) {
     const char* mine = message->getMessageID();
@@ -62,8 +64,8 @@ void PlugController::addTableParameters() {
         info.stepCount = 0;
         info.defaultNormalizedValue = torvo::defaultParamValues()[id];
         info.unitId = kRootUnitId;
-        info.flags = torvo::isParamAutomatable(id) ? ParameterInfo::kCanAutomate
-                                                   : ParameterInfo::kNoFlags;
+        info.flags =
+            torvo::isParamAutomatable(id) ? ParameterInfo::kCanAutomate : ParameterInfo::kNoFlags;
         auto* p = new TableParameter(info);
         p->setNormalized(info.defaultNormalizedValue);
         parameters.addParameter(p);
@@ -102,7 +104,8 @@ tresult PLUGIN_API PlugController::setComponentState(IBStream* state) {
     IBStreamer in(state, kLittleEndian);
     int32 n = 0;
     if (!in.readInt32(n)) return kResultFalse;
-    if (n < 1 || n > torvo::kParamCount) return kResultOk; // an older chunk: the processor hands it over
+    if (n < 1 || n > torvo::kParamCount)
+        return kResultOk; // an older chunk: the processor hands it over
     std::array<float, torvo::kParamCount> values{};
     for (int32 i = 0; i < n; ++i)
         if (!in.readFloat(values[i])) return kResultFalse;

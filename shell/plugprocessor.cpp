@@ -24,7 +24,9 @@ constexpr int32 kMaxBlock = 8192;
 constexpr int kParamModWheel = 721;
 } // namespace
 
-PlugProcessor::PlugProcessor() { setControllerClass(torvo::kControllerUID); }
+PlugProcessor::PlugProcessor() {
+    setControllerClass(torvo::kControllerUID);
+}
 
 PlugProcessor::~PlugProcessor() = default;
 
@@ -173,7 +175,8 @@ tresult PLUGIN_API PlugProcessor::process(ProcessData& data) {
         if (!bypassCheck(data)) renderInto(data);
         if (clearDspRequested.load() && data.numOutputs > 0 && data.outputs[0].numChannels >= 2) {
             for (int c = 0; c < 2; ++c)
-                std::memset(data.outputs[0].channelBuffers32[c], 0, sizeof(float) * data.numSamples);
+                std::memset(data.outputs[0].channelBuffers32[c], 0,
+                            sizeof(float) * data.numSamples);
         }
         reportDisplayState();
         if (stickyNoteOffRequested.load()) {
@@ -203,7 +206,8 @@ void PlugProcessor::applyParameterChanges(IParameterChanges* changes) {
             hostExtras[0] = v;
             break;
         }
-        case torvo::HostParamKind::Ignored: break;
+        case torvo::HostParamKind::Ignored:
+            break;
         case torvo::HostParamKind::Controller: {
             const int number = torvo::controllerOfProxy(id);
             engine->onController(number, v, offset, number == 65 ? 2.0f * v - 1.0f : 0.0f);
@@ -213,7 +217,8 @@ void PlugProcessor::applyParameterChanges(IParameterChanges* changes) {
             engine->setParameter(static_cast<int>(id), v, 1);
             parameters[id] = v;
             break;
-        case torvo::HostParamKind::Unknown: break;
+        case torvo::HostParamKind::Unknown:
+            break;
         }
     }
 }

@@ -24,7 +24,9 @@ public:
     PlugProcessor();
     ~PlugProcessor() override;
 
-    static FUnknown* createInstance(void*) { return static_cast<IAudioProcessor*>(new PlugProcessor()); }
+    static FUnknown* createInstance(void*) {
+        return static_cast<IAudioProcessor*>(new PlugProcessor());
+    }
 
     tresult PLUGIN_API initialize(FUnknown* context) SMTG_OVERRIDE;
     tresult PLUGIN_API terminate() SMTG_OVERRIDE;

@@ -13,9 +13,9 @@ struct ProxyController {
 // The host's controller 65 arrives through "port" and bends the pitch; sostenuto lands on the
 // aftertouch handler beside aftertouch itself. Both are how the instrument has always behaved.
 constexpr ProxyController kProxyControllers[] = {
-    {fourCharId("foot"), 4},   {fourCharId("anof"), 123}, {fourCharId("asof"), 120},
-    {fourCharId("brth"), 2},   {fourCharId("expr"), 11},  {fourCharId("prta"), 65},
-    {fourCharId("sust"), 64},  {fourCharId("aftt"), 66},  {fourCharId("stnt"), 66},
+    {fourCharId("foot"), 4},  {fourCharId("anof"), 123}, {fourCharId("asof"), 120},
+    {fourCharId("brth"), 2},  {fourCharId("expr"), 11},  {fourCharId("prta"), 65},
+    {fourCharId("sust"), 64}, {fourCharId("aftt"), 66},  {fourCharId("stnt"), 66},
 };
 } // namespace
 

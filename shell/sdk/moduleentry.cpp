@@ -12,7 +12,9 @@ void* libraryHandle = nullptr;
 } // namespace
 
 namespace torvo {
-void* moduleHandle() { return libraryHandle; }
+void* moduleHandle() {
+    return libraryHandle;
+}
 } // namespace torvo
 
 extern "C" {
@@ -32,8 +34,12 @@ TORVO_EXPORT bool ModuleExit() {
     return true;
 }
 
-TORVO_EXPORT bool InitDll() { return ModuleEntry(nullptr); }
+TORVO_EXPORT bool InitDll() {
+    return ModuleEntry(nullptr);
+}
 
-TORVO_EXPORT bool ExitDll() { return ModuleExit(); }
+TORVO_EXPORT bool ExitDll() {
+    return ModuleExit();
+}
 
 } // extern "C"

@@ -10,8 +10,7 @@ CPluginFactory::CPluginFactory(const PFactoryInfo& info) : factoryInfo(info) {}
 
 CPluginFactory::~CPluginFactory() = default;
 
-bool CPluginFactory::registerClass(const PClassInfo2& info, CreateFunction create,
-                                   void* context) {
+bool CPluginFactory::registerClass(const PClassInfo2& info, CreateFunction create, void* context) {
     if (!create) return false;
     classes.push_back(Entry{info, create, context});
     return true;
@@ -37,7 +36,9 @@ tresult PLUGIN_API CPluginFactory::queryInterface(const TUID queriedIid, void** 
     return kNoInterface;
 }
 
-uint32 PLUGIN_API CPluginFactory::addRef() { return FUnknownPrivate::atomicAdd(refCount, 1); }
+uint32 PLUGIN_API CPluginFactory::addRef() {
+    return FUnknownPrivate::atomicAdd(refCount, 1);
+}
 
 uint32 PLUGIN_API CPluginFactory::release() {
     const int32 left = FUnknownPrivate::atomicAdd(refCount, -1);
@@ -54,7 +55,9 @@ tresult PLUGIN_API CPluginFactory::getFactoryInfo(PFactoryInfo* info) {
     return kResultOk;
 }
 
-int32 PLUGIN_API CPluginFactory::countClasses() { return static_cast<int32>(classes.size()); }
+int32 PLUGIN_API CPluginFactory::countClasses() {
+    return static_cast<int32>(classes.size());
+}
 
 tresult PLUGIN_API CPluginFactory::getClassInfo(int32 index, PClassInfo* info) {
     if (!info || index < 0 || index >= countClasses()) return kInvalidArgument;
@@ -75,7 +78,8 @@ tresult PLUGIN_API CPluginFactory::getClassInfoUnicode(int32 index, PClassInfoW*
     return kResultOk;
 }
 
-tresult PLUGIN_API CPluginFactory::createInstance(FIDString cid, FIDString interfaceId, void** obj) {
+tresult PLUGIN_API CPluginFactory::createInstance(FIDString cid, FIDString interfaceId,
+                                                  void** obj) {
     if (!obj) return kInvalidArgument;
     *obj = nullptr;
     if (!cid || !interfaceId) return kInvalidArgument;
@@ -91,6 +95,8 @@ tresult PLUGIN_API CPluginFactory::createInstance(FIDString cid, FIDString inter
     return kNoInterface;
 }
 
-tresult PLUGIN_API CPluginFactory::setHostContext(FUnknown*) { return kNotImplemented; }
+tresult PLUGIN_API CPluginFactory::setHostContext(FUnknown*) {
+    return kNotImplemented;
+}
 
 } // namespace Steinberg

@@ -13,8 +13,12 @@ using torvo::test::makeTestEngine;
 using torvo::test::StereoBlock;
 
 namespace {
-float listValue(int index) { return index * kThousandth; }
-int id(const char* name) { return findParamId(name); }
+float listValue(int index) {
+    return index * kThousandth;
+}
+int id(const char* name) {
+    return findParamId(name);
+}
 } // namespace
 
 TEST(APluginGraph, BuildsAllTwentySevenModulesUnderTheirKeys) {
@@ -22,13 +26,13 @@ TEST(APluginGraph, BuildsAllTwentySevenModulesUnderTheirKeys) {
     const struct {
         int key;
         const char* name;
-    } expected[] = {{0, "midi"},        {1, "lfo1"},         {4, "lfo4"},
-                    {5, "env1"},        {8, "env4"},         {9, "osc1"},
-                    {12, "osc4"},       {13, "mix"},         {14, "filter"},
-                    {16, "fx_shaper"},  {17, "fx_phaser"},   {18, "fx_chorus"},
-                    {19, "fx_delay"},   {20, "fx_rever"},    {21, "fx_compressor"},
+    } expected[] = {{0, "midi"},          {1, "lfo1"},        {4, "lfo4"},
+                    {5, "env1"},          {8, "env4"},        {9, "osc1"},
+                    {12, "osc4"},         {13, "mix"},        {14, "filter"},
+                    {16, "fx_shaper"},    {17, "fx_phaser"},  {18, "fx_chorus"},
+                    {19, "fx_delay"},     {20, "fx_rever"},   {21, "fx_compressor"},
                     {22, "fx_equalizer"}, {23, "perfomance"}, {24, "extcontrol"},
-                    {25, "stepper1"},   {26, "stepper2"},    {27, "arp1"}};
+                    {25, "stepper1"},     {26, "stepper2"},   {27, "arp1"}};
     for (const auto& e : expected) {
         Module* m = engine->module(e.key);
         ASSERT_NE(m, nullptr) << e.key;
