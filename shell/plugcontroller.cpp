@@ -50,6 +50,7 @@ tresult PLUGIN_API PlugController::initialize(FUnknown* context) {
     if (result != kResultOk) return result;
     addTableParameters();
     addProxyParameters();
+    addProgramBank();
     return kResultOk;
 }
 
@@ -92,6 +93,28 @@ void PlugController::addProxyParameters() {
         p->setNormalized(proxy.defaultValue);
         parameters.addParameter(p);
     }
+}
+
+void PlugController::addProgramBank() {
+    // The root unit carries the program list that the "Program Change" proxy selects from;
+    // the names follow the current bank once presets are loaded.
+    const ProgramListID listId = torvo::fourCharId("prch");
+    addUnit(new Unit(STR16("Root"), kRootUnitId, kNoParentUnitId, listId));
+    auto* list = new ProgramList(STR16("Bank"), listId, kRootUnitId);
+    for (int i = 0; i < 127; ++i) list->addProgram(STR16(""));
+    addProgramList(list);
+}
+
+tresult PLUGIN_API PlugController::getMidiControllerAssignment(int32 busIndex, int16 /*channel*/,
+                                                               CtrlNumber midiControllerNumber,
+                                                               ParamID& id) {
+    // One map serves all sixteen channels.
+    if (busIndex != 0 || midiControllerNumber < 0 || midiControllerNumber >= torvo::kMidiMapSize)
+        return kResultFalse;
+    const uint32 entry = midiMap[midiControllerNumber];
+    if (entry == torvo::kNoMapping) return kResultFalse;
+    id = entry;
+    return kResultTrue;
 }
 
 tresult PLUGIN_API PlugController::getParameterInfo(int32 paramIndex, ParameterInfo& info) {

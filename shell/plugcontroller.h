@@ -3,7 +3,9 @@
 // display text, follows the processor's state and receives its display messages. Preset
 // handling, the host chunk and the editor join it later.
 
+#include "pluginterfaces/vst/ivsteditcontroller.h"
 #include "public.sdk/source/vst/vsteditcontroller.h"
+#include "shell/midimap.h"
 #include "shell/paramtable.h"
 
 #include <array>
@@ -13,7 +15,7 @@
 namespace Steinberg {
 namespace Vst {
 
-class PlugController : public EditControllerEx1 {
+class PlugController : public EditControllerEx1, public IMidiMapping {
 public:
     static FUnknown* createInstance(void*) {
         return static_cast<IEditController*>(new PlugController());
@@ -25,6 +27,17 @@ public:
     tresult PLUGIN_API getParamStringByValue(ParamID id, ParamValue valueNormalized,
                                              String128 string) SMTG_OVERRIDE;
     tresult PLUGIN_API notify(IMessage* message) SMTG_OVERRIDE;
+
+    //--- IMidiMapping
+    tresult PLUGIN_API getMidiControllerAssignment(int32 busIndex, int16 channel,
+                                                   CtrlNumber midiControllerNumber,
+                                                   ParamID& id) SMTG_OVERRIDE;
+
+    OBJ_METHODS(PlugController, EditControllerEx1)
+    DEFINE_INTERFACES
+    DEF_INTERFACE(IMidiMapping)
+    END_DEFINE_INTERFACES(EditControllerEx1)
+    REFCOUNT_METHODS(EditControllerEx1)
 
     /// Last display state the processor reported.
     struct Display {
@@ -41,8 +54,10 @@ public:
 private:
     void addTableParameters();
     void addProxyParameters();
+    void addProgramBank();
 
     Display lastDisplay;
+    torvo::MidiMap midiMap = torvo::defaultMidiMap();
     std::vector<char> pendingLegacyState;
 };
 

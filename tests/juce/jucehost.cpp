@@ -1,5 +1,7 @@
 #include "jucehost.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -51,11 +53,16 @@ std::unique_ptr<juce::AudioPluginInstance> createTorvo(double sampleRate, int ma
     return plugin;
 }
 
-juce::AudioProcessorParameter* findParameter(juce::AudioProcessor& plugin,
-                                             const juce::String& name) {
-    for (auto* parameter : plugin.getParameters())
-        if (parameter->getName(1024) == name) return parameter;
-    return nullptr;
+std::unique_ptr<juce::AudioPluginInstance> mustCreate(double sampleRate, int maxBlock) {
+    juce::String error;
+    auto plugin = createTorvo(sampleRate, maxBlock, error);
+    if (plugin == nullptr)
+        ADD_FAILURE() << "cannot create Torvo at " << sampleRate << " Hz: " << error;
+    return plugin;
+}
+
+int64_t seconds(double sampleRate, double length) {
+    return static_cast<int64_t>(sampleRate * length);
 }
 
 std::vector<TimedMidi> chordPhrase(int64_t lengthSamples, Controllers controllers) {

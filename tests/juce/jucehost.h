@@ -8,6 +8,27 @@
 #include <memory>
 #include <vector>
 
+// Parameters by host index: the table rows the tests touch, then the proxies behind them.
+inline constexpr int kHostParameterCount = 738;
+inline constexpr int kTableSize = 725;
+inline constexpr int kBypassIndex = 725;
+inline constexpr int kProgramChangeIndex = 737;
+inline constexpr int kMode = 0;
+inline constexpr int kPoly = 1;
+inline constexpr int kVolume = 9;
+inline constexpr int kOsc1Type = 25;
+inline constexpr int kOsc1Oct = 26;
+inline constexpr int kOsc1Note = 27;
+inline constexpr int kOsc1Fine = 28;
+inline constexpr int kFlt1Cut = 103;
+inline constexpr int kWarm = 711;
+inline constexpr int kMacro1 = 714;
+inline constexpr int kBendWheel = 720;
+inline constexpr int kModWheel = 721;
+
+// Step of the list rows that keep their index in thousandths.
+inline constexpr float kThousandth = 0.001001001f;
+
 // Folder of the built Torvo.vst3 bundle.
 juce::String torvoBundlePath();
 
@@ -19,9 +40,11 @@ std::unique_ptr<juce::PluginDescription> describeTorvo(juce::String& error);
 std::unique_ptr<juce::AudioPluginInstance> createTorvo(double sampleRate, int maxBlock,
                                                        juce::String& error);
 
-// The host parameter of that title, or null.
-juce::AudioProcessorParameter* findParameter(juce::AudioProcessor& plugin,
-                                             const juce::String& name);
+// As createTorvo, recording a test failure when the plug-in cannot be created.
+std::unique_ptr<juce::AudioPluginInstance> mustCreate(double sampleRate, int maxBlock);
+
+// Frames in `length` seconds.
+int64_t seconds(double sampleRate, double length);
 
 // One MIDI message at an absolute sample position of a render.
 struct TimedMidi {
