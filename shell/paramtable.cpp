@@ -330,17 +330,18 @@ void placeBlock(DefaultTable& table, const Block& b) {
 }
 
 const DefaultTable& defaultTable() {
-    // Built on first use by whichever thread comes first, never freed.
-    static const DefaultTable* table = [] {
-        auto* t = new DefaultTable();
-        for (const Block& b : kBlocks) placeBlock(*t, b);
+    // Built on first use by whichever thread comes first; it lives as long as the library
+    // stays loaded, so a host that unloads the plug-in gets its memory back.
+    static const DefaultTable table = [] {
+        DefaultTable t{};
+        for (const Block& b : kBlocks) placeBlock(t, b);
         for (int id = 0; id < kParamCount; ++id) {
-            assert(t->rows[id].name[0] != '\0');
-            t->values[id] = t->rows[id].value;
+            assert(t.rows[id].name[0] != '\0');
+            t.values[id] = t.rows[id].value;
         }
         return t;
     }();
-    return *table;
+    return table;
 }
 
 } // namespace
