@@ -12,6 +12,8 @@
 #include "engine/pool.h"
 #include "shell/paramtable.h"
 
+#include "support/standalonemodule.h"
+
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -21,17 +23,7 @@ namespace {
 
 constexpr int kFrames = 256;
 
-template <typename M> struct Standalone {
-    Standalone() {
-        shared.pool = &pool;
-        m.init(nullptr, &shared, nullptr, "fx");
-        m.createVoices();
-        m.setMaxBlockSize(kFrames);
-    }
-    Pool pool;
-    EngineShared shared;
-    M m;
-};
+using test::Standalone;
 
 TEST(FxDecoding, ThousandthListsLandOnTheirIndexAndClampAtOne) {
     Standalone<ModuleFxShaper> shaper;

@@ -9,6 +9,8 @@
 #include "modulators/modulestepper.h"
 #include "shell/paramtable.h"
 
+#include "support/standalonemodule.h"
+
 #include <gtest/gtest.h>
 
 namespace torvo {
@@ -16,17 +18,7 @@ namespace {
 
 constexpr int kFrames = 256;
 
-template <typename M> struct Standalone {
-    Standalone() {
-        shared.pool = &pool;
-        m.init(nullptr, &shared, nullptr, "mod");
-        m.createVoices();
-        m.setMaxBlockSize(kFrames);
-    }
-    Pool pool;
-    EngineShared shared;
-    M m;
-};
+using test::Standalone;
 
 TEST(EnvelopeDecoding, CurvesAreSpreadListsOfThree) {
     Standalone<ModuleEnvelope> env;

@@ -6,6 +6,8 @@
 #include "sources/modulemixer.h"
 #include "sources/moduleoscillator.h"
 
+#include "support/standalonemodule.h"
+
 #include <gtest/gtest.h>
 
 namespace torvo {
@@ -13,17 +15,7 @@ namespace {
 
 constexpr int kFrames = 256;
 
-template <typename M> struct Standalone {
-    Standalone() {
-        shared.pool = &pool;
-        m.init(nullptr, &shared, nullptr, "src");
-        m.createVoices();
-        m.setMaxBlockSize(kFrames);
-    }
-    Pool pool;
-    EngineShared shared;
-    M m;
-};
+using test::Standalone;
 
 TEST(OscillatorDecoding, PitchOffsetSumsOctaveNoteAndFineCurve) {
     Standalone<ModuleOscillator> osc;
