@@ -137,9 +137,8 @@ bool APlugin::setMaxBlockSize(int frames) {
     maxFrames = frames;
     shared.maxFrames = frames;
     for (auto& [key, m] : modules) m->setMaxBlockSize(frames);
-    zeroBuffer = pool.get("zer", frames);
     for (int c = 0; c < 7; ++c) controllerTables[c].fill(const_cast<float*>(extControl->output(c)));
-    return arp->stepSnapshot() && zeroBuffer;
+    return arp->stepSnapshot() != nullptr;
 }
 
 void APlugin::setSampleRate(float rate) {

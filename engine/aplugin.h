@@ -17,7 +17,6 @@
 #include <array>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace torvo {
@@ -149,8 +148,6 @@ private:
     std::array<float*, kVoiceCount> halfConstantTable{};
     /// Per controller channel, 17 pointers to its one output buffer: the matrix sources.
     std::array<std::array<float*, kVoiceCount>, 7> controllerTables{};
-    float* zeroBuffer = nullptr;
-    std::mutex mutex;
 };
 
 } // namespace torvo
