@@ -1,31 +1,213 @@
 #include "modulators/moduleenvelope.h"
 
+#include "engine/aplugin.h"
 #include "engine/engineshared.h"
+#include "engine/modulematrix.h"
+#include "engine/modulemidi.h"
+#include "engine/notevoice.h"
 #include "engine/pool.h"
+#include "modulators/envelopecurves.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cmath>
 
 namespace torvo {
 
 namespace {
+
 /// The curve rows are spread-encoded lists of three entries.
 int decodeCurve(float v) {
     return std::clamp(static_cast<int>(v * 2.99f), 0, 2);
 }
+
+/// Seconds since the library was loaded: small numbers keep their precision as floats.
+const auto clockOrigin = std::chrono::steady_clock::now();
+double processClock() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - clockOrigin).count();
+}
+
+// Retriggers of env1 while another key is held attack no faster than this per sample, so a
+// legato line never clicks.
+constexpr float kLegatoAttackRate = 0.032f;
+// The overshoot of the "Exp1" decay lasts 512 samples at 44.1 kHz, the same time at any rate.
+constexpr float kBounceRate = 86.13281f;
+constexpr float kBounceDepth = 0.2f;
+constexpr float kSustainCreep = 1e-5f;
+// A retrigger from release of a modulation envelope restarts from 0 after this long.
+constexpr double kRestartAfter = 0.25;
+
+float riseCurve(int curve, const float* expTable, const float* powTable, float x) {
+    switch (curve) {
+    case ModuleEnvelope::kCurveExp:
+        return readEnvCurve(expTable, x);
+    case ModuleEnvelope::kCurvePow:
+        return readEnvCurve(powTable, x);
+    default:
+        return x;
+    }
+}
+
+float fallCurve(int curve, const float* exp2, const float* pow, const float* exp1, float x) {
+    switch (curve) {
+    case ModuleEnvelope::kCurveFallPow:
+        return readEnvCurve(pow, x);
+    case ModuleEnvelope::kCurveExp1:
+        return readEnvCurve(exp1, x);
+    default:
+        return readEnvCurve(exp2, x);
+    }
+}
+
 } // namespace
 
 void VoiceEnvelope::clearState() {
     if (output) std::fill(output, output + capacity, 0.0f);
-    stage = kStageIdle;
+    stage = lastStage = kStageIdle;
     position = start = span = 0.0f;
     lastRetrigTime = bouncePos = valueAtRetrig = value = 0.0f;
     bounceStep = 1.0f;
     attackRate = 1.0f;
     freshStart = true;
+    clearPending = false;
+    trigger = 0;
+}
+
+void VoiceEnvelope::gateOn(const EnvelopeBlock& b, double (*clock)()) {
+    // Without a decay the attack runs straight to the sustain level.
+    const float target = b.decayRate == 1.0f ? b.sustain : 1.0f;
+    trigger = 1;
+    if (stage == kStageIdle) {
+        freshStart = true;
+        stage = kStageAttack;
+        position = 0.0f;
+        start = 0.0f;
+        attackRate = b.attackRate;
+        span = target;
+        return;
+    }
+    const float retrigRate = b.isAmp && b.heldNote && b.attackRate > kLegatoAttackRate
+                                 ? kLegatoAttackRate
+                                 : b.attackRate;
+    const bool fromRelease = stage == kStageRelease;
+    freshStart = false;
+    stage = kStageAttack;
+    attackRate = retrigRate;
+    position = 0.0f;
+    if (fromRelease) {
+        const double now = clock ? clock() : 0.0;
+        // The amp envelope always continues from where it stands, so that no click comes.
+        if (now - lastRetrigTime > kRestartAfter && !b.isAmp) {
+            start = 0.0f;
+            span = target;
+        } else {
+            start = value;
+            span = target - value;
+        }
+        valueAtRetrig = value;
+        lastRetrigTime = static_cast<float>(now);
+        return;
+    }
+    start = value;
+    span = target - value;
+    valueAtRetrig = value;
+}
+
+void VoiceEnvelope::gateOff() {
+    trigger = 2;
+    if (stage == kStageIdle || stage == kStageRelease) return;
+    start = value;
+    span = -value;
+    position = 0.0f;
+    stage = kStageRelease;
+}
+
+float VoiceEnvelope::advance(const EnvelopeBlock& b) {
+    using C = EnvelopeCurves;
+    switch (stage) {
+    case kStageAttack:
+        position += attackRate;
+        if (position < 1.0f) {
+            value = riseCurve(b.attackCurve, C::attackExp, C::attackPow, position) * span + start;
+            return value;
+        }
+        stage = kStageDecay;
+        start = 1.0f;
+        bouncePos = 0.0f;
+        position -= 1.0f;
+        bounceStep = kBounceRate / b.sampleRate;
+        span = b.sustain - 1.0f;
+        [[fallthrough]];
+    case kStageDecay:
+        position += b.decayRate;
+        if (position < 1.0f) {
+            const float c =
+                fallCurve(b.decayCurve, C::decayExp2, C::decayPow, C::decayExp1, position);
+            value = c * span + start;
+            if (b.decayCurve == ModuleEnvelope::kCurveExp1) {
+                float bounce = 0.0f;
+                if (!(bouncePos > 1.0f)) {
+                    bounce = readEnvCurve(C::bounceCurve, bouncePos);
+                    bouncePos += bounceStep;
+                }
+                value -= span * bounce * kBounceDepth;
+            }
+            return value;
+        }
+        start = b.sustain;
+        stage = kStageSlope;
+        position -= 1.0f;
+        span = b.slopeLevel - b.sustain;
+        [[fallthrough]];
+    case kStageSlope:
+        position += b.slopeRate;
+        if (position >= 1.0f) {
+            value = b.slopeLevel;
+            stage = kStageSustain;
+            return value;
+        }
+        value = riseCurve(b.slopeCurve, C::slopeExp, C::slopePow, position) * span + start;
+        return value;
+    case kStageSustain:
+        position += kSustainCreep;
+        value = b.slopeLevel;
+        return value;
+    case kStageRelease:
+        position += b.releaseRate;
+        if (position >= 1.0f) {
+            stage = kStageIdle;
+            value = 0.0f;
+            valueAtRetrig = 0.0f;
+            clearPending = true;
+            return value;
+        }
+        value = fallCurve(b.releaseCurve, C::releaseExp2, C::releasePow, C::releaseExp1, position) *
+                    span +
+                start;
+        return value;
+    default:
+        value = 0.0f;
+        return value;
+    }
+}
+
+void VoiceEnvelope::render(const EnvelopeBlock& b, const TriggerRecord* gates, int frames,
+                           double (*clock)()) {
+    stage = lastStage;
+    for (int i = 0; i < frames; ++i) {
+        const int g = gates ? gates[i].trigger2 : 0;
+        if (g == 1)
+            gateOn(b, clock);
+        else if (g == 2)
+            gateOff();
+        output[i] = advance(b);
+    }
+    lastStage = stage;
 }
 
 void ModuleEnvelope::createVoices() {
     for (int v = 0; v < kVoiceCount; ++v) voices[v] = &envVoices[v];
+    if (!clock) clock = processClock;
 }
 
 void ModuleEnvelope::setParameter(int localIndex, float value) {
@@ -75,7 +257,57 @@ void ModuleEnvelope::setMaxBlockSize(int frames) {
     }
 }
 
-void ModuleEnvelope::process(int frames, int use) {}
+float ModuleEnvelope::modulatedLocal(int localIndex, float base, int frames, int voice) const {
+    const int id = paramId(localIndex);
+    if (!matrix || id < 0) return base;
+    return matrix->modulated(id, base, frames, voice);
+}
+
+void ModuleEnvelope::renderVoice(int v, int frames, bool held) {
+    VoiceEnvelope& e = envVoices[v];
+    if (!e.output) return;
+    if (e.clearPending) {
+        std::fill(e.output, e.output + e.capacity, 0.0f);
+        e.clearPending = false;
+    }
+    // The stage word as of the last block: idle unless the allocator has claimed the voice.
+    if (isAmpEnvelope && e.stage == kStageIdle) {
+        e.active = 0;
+        return;
+    }
+    e.active = 1;
+    const float sr = sampleRate > 0.0f ? sampleRate : 44100.0f;
+    EnvelopeBlock b;
+    b.sustain = std::clamp(modulatedLocal(2, sustain, frames, v), 0.0f, 1.0f);
+    b.slopeLevel = std::clamp(modulatedLocal(4, slopeLevel, frames, v), 0.0f, 1.0f);
+    b.attackRate = envelopeRate(modulatedLocal(0, attack, frames, v), sr);
+    b.decayRate = envelopeRate(modulatedLocal(1, decay, frames, v), sr);
+    b.slopeRate = envelopeRate(modulatedLocal(3, slopeTime, frames, v), sr);
+    b.releaseRate = envelopeRate(modulatedLocal(5, release, frames, v), sr);
+    // Without a slope time the level held is the decay's target.
+    if (b.slopeRate == 1.0f) b.slopeLevel = b.sustain;
+    b.attackCurve = attackCurve;
+    b.decayCurve = decayCurve;
+    b.slopeCurve = slopeCurve;
+    b.releaseCurve = releaseCurve;
+    b.isAmp = isAmpEnvelope;
+    b.heldNote = held;
+    b.sampleRate = sr;
+    e.render(b, triggers ? triggers[v] : nullptr, std::min(frames, e.capacity), clock);
+}
+
+void ModuleEnvelope::process(int frames, int use) {
+    bool held = heldNote;
+    if (plugin) {
+        held = plugin->heldNoteCount() > 0;
+        if (ModuleMidi* midi = plugin->midi()) triggers = midi->triggerTable();
+    }
+    for (int v = 0; v < kVoiceCount; ++v) {
+        const bool wanted =
+            isAmpEnvelope || !shared || shared->active[v] != 0 || (use == 2 && v == kMonoVoice);
+        if (wanted) renderVoice(v, frames, held);
+    }
+}
 
 float* const* ModuleEnvelope::getOutputs(int index) {
     return index == 0 ? outputTable.data() : nullptr;
