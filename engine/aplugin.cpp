@@ -22,6 +22,7 @@
 #include "sources/moduleoscillator.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 
 namespace torvo {
@@ -171,10 +172,12 @@ void APlugin::refreshMatrix() {
 bool APlugin::handleSpecialParameter(int id, float value) {
     switch (id) {
     case kParamAnticlick:
+        // Only exactly 1.0 turns click removal on.
         anticlick = static_cast<int>(value);
+        midiModule->setAnticlick(anticlick != 0);
         return true;
     case kParamMode: {
-        pendingMode = decodeList(value);
+        pendingMode = std::clamp(decodeList(value), 0, 5);
         // Crossing between mono and poly is left to the render, which cuts all notes.
         return isMonoMode(pendingMode) != isMonoMode(mode);
     }
@@ -230,11 +233,43 @@ void APlugin::setGlobalParameter(int id, float value) {
 }
 
 void APlugin::noteOn(int offset, int pitch, int velocity) {
-    arp->queueNoteOn(offset, pitch & 127, std::clamp(velocity, 0, 127));
+    pitch &= 127;
+    if (velocity <= 0) {
+        noteOff(offset, pitch);
+        return;
+    }
+    velocity = std::min(velocity, 127);
+    if (heldNotes.size() > kListCapacity) return;
+    releasedWhileHeld.erase(std::remove(releasedWhileHeld.begin(), releasedWhileHeld.end(), pitch),
+                            releasedWhileHeld.end());
+    arp->queueNoteOn(offset, pitch, velocity);
+    if (!arp->isOn()) {
+        stampNoteTime();
+        midiModule->noteOn(offset, pitch, velocity);
+    }
+    heldNotes.push_back(pitch);
+    // A note in the same block as a panic outlives it.
+    panicPending = 0;
+    clearPending = 0;
 }
 
 void APlugin::noteOff(int offset, int pitch) {
-    arp->queueNoteOff(offset, pitch & 127);
+    pitch &= 127;
+    heldNotes.erase(std::remove(heldNotes.begin(), heldNotes.end(), pitch), heldNotes.end());
+    if (holdPedal) {
+        if (static_cast<int>(releasedWhileHeld.size()) < kMaxHeldNotes)
+            releasedWhileHeld.push_back(pitch);
+        return;
+    }
+    arp->queueNoteOff(offset, pitch);
+    if (!arp->isOn()) midiModule->noteOff(offset, pitch);
+}
+
+void APlugin::stampNoteTime() {
+    const double now =
+        std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+    noteInterval = lastNoteTime > 0.0 ? static_cast<float>(now - lastNoteTime) : 0.0f;
+    lastNoteTime = now;
 }
 
 void APlugin::onController(int number, float value, int offset, float bipolar) {
@@ -251,10 +286,20 @@ void APlugin::onController(int number, float value, int offset, float bipolar) {
     case 11:
         extControl->write(3, offset, value);
         break;
-    case 64:
+    case 64: {
         extControl->write(4, offset, value);
-        holdPedal = value >= 0.5f;
+        const bool down = value >= 0.5f;
+        if (holdPedal && !down) {
+            // Lifting the pedal ends the notes whose keys went up while it was down.
+            for (int pitch : releasedWhileHeld) {
+                arp->queueNoteOff(offset, pitch);
+                if (!arp->isOn()) midiModule->noteOff(offset, pitch);
+            }
+            releasedWhileHeld.clear();
+        }
+        holdPedal = down;
         break;
+    }
     case 65:
         extControl->write(kExtPitchWheel, offset, bipolar);
         break;
@@ -262,10 +307,13 @@ void APlugin::onController(int number, float value, int offset, float bipolar) {
         extControl->write(6, offset, aftertouchCurve(value));
         break;
     case 120:
+        // All sound off: cut the notes in the next render, and empty the delay memory two
+        // blocks later, once the cut notes have rung out of the voices.
         clearPending = 2;
         panicPending = 1;
         break;
     case 123:
+        // All notes off: cut the notes in the next render.
         panicPending = 1;
         break;
     default:

@@ -89,6 +89,14 @@ public:
     int maxBlockSize() const { return maxFrames; }
     float tempo() const { return tempoBpm; }
     int currentMode() const { return mode; }
+    // Note state read-outs.
+    int heldNoteCount() const { return static_cast<int>(heldNotes.size()); }
+    int releasedWhileHeldCount() const { return static_cast<int>(releasedWhileHeld.size()); }
+    bool holdPedalDown() const { return holdPedal; }
+    bool panicIsPending() const { return panicPending != 0; }
+    int clearCountdown() const { return clearPending; }
+    /// Seconds between the last two note starts.
+    float noteIntervalSeconds() const { return noteInterval; }
 
 private:
     template <typename T> T* make(int key, const char* fullName);
@@ -99,6 +107,10 @@ private:
     bool handleSpecialParameter(int id, float value);
     void dropDeferredNotes();
     void runArpEvents(int frames);
+    /// Ends every held note at `position`: a panic or a mode change across mono and poly.
+    void allNotesCut(int position);
+    /// Remembers the time between note starts for the modules that read it.
+    void stampNoteTime();
     void renderSources(int frames);
     void renderVoices(int frames);
     void sumVoices(float* const* stereo, int frames);
@@ -138,6 +150,9 @@ private:
     std::vector<int> heldNotes;
     std::vector<int> notesToDrop;
     bool dropNotesFlag = false;
+    /// Seconds of the steady clock at the last note start, and the time since the one before.
+    double lastNoteTime = 0.0;
+    float noteInterval = 0.0f;
     int matrixCounter = 0;
     int panicPending = 0;
     int clearPending = 0;

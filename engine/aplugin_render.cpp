@@ -1,5 +1,6 @@
 // One block of the engine: the 28 steps from deferred note-offs to the peak followers.
 
+#include "effects/fxchain.h"
 #include "effects/modulefxchorus.h"
 #include "effects/modulefxequalizer.h"
 #include "effects/signaltools.h"
@@ -30,31 +31,46 @@ void APlugin::dropDeferredNotes() {
     if (!dropNotesFlag) return;
     for (int note : notesToDrop) {
         heldNotes.erase(std::remove(heldNotes.begin(), heldNotes.end(), note), heldNotes.end());
-        if (!holdPedal) midiModule->noteOff(0, note);
+        if (holdPedal) continue;
+        arp->queueNoteOff(0, note);
+        if (!arp->isOn()) midiModule->noteOff(0, note);
     }
     notesToDrop.clear();
     dropNotesFlag = false;
 }
 
+void APlugin::allNotesCut(int position) {
+    midiModule->cutStreams();
+    for (int note : heldNotes) {
+        arp->queueNoteOff(position, note);
+        arp->removeHeldNote(note);
+        // Both allocators, whatever the mode: a cut at a mode change must reach the notes of
+        // the mode being left.
+        midiModule->noteOffAll(position, note);
+    }
+    heldNotes.clear();
+    arp->clearStepSnapshot();
+}
+
 void APlugin::runArpEvents(int frames) {
     arp->process(frames, matrix->useOfSource(kSrcArpStep));
     matrix->setSource(kSrcArpStep, arp->getOutputs(0));
-    if (arp->eventCount() > 0) {
-        midiModule->resetNoteState();
-    }
+    // The arp's output replaces whatever notes reached the rings before the render.
+    if (arp->eventCount() > 0) midiModule->resetRings();
     // A change across the mono/poly border cuts every note at the block's end.
-    if (isMonoMode(pendingMode) != isMonoMode(mode)) midiModule->allNotesCut(frames - 1);
+    if (isMonoMode(pendingMode) != isMonoMode(mode)) allNotesCut(frames - 1);
     if (panicPending) {
         panicPending = 0;
-        midiModule->allNotesCut(frames - 1);
+        allNotesCut(frames - 1);
     }
     for (int i = 0; i < arp->eventCount(); ++i) {
         const ArpEvent& e = arp->event(i);
         const int offset = std::clamp(e.offset, 0, frames - 1);
-        if (e.type == 1) {
+        if (e.type == ArpEvent::kNoteOn) {
+            stampNoteTime();
             midiModule->noteOn(offset, e.pitch, e.velocity);
-            if (int(heldNotes.size()) < kMaxHeldNotes) heldNotes.push_back(e.pitch);
-        } else if (e.type == 2) {
+            if (static_cast<int>(heldNotes.size()) < kMaxHeldNotes) heldNotes.push_back(e.pitch);
+        } else if (e.type == ArpEvent::kNoteOff) {
             midiModule->noteOff(offset, e.pitch);
             heldNotes.erase(std::remove(heldNotes.begin(), heldNotes.end(), e.pitch),
                             heldNotes.end());
@@ -75,6 +91,7 @@ void APlugin::renderSources(int frames) {
     matrix->setSource(kSrcKeyFollow, midiModule->keyFollowTable());
     matrix->setSource(kSrcRandomBipolar, midiModule->randomBipolarTable());
     matrix->setSource(kSrcRandomUnipolar, midiModule->randomUnipolarTable());
+    matrix->setVelocityTables(midiModule->velocityTable(), midiModule->inverseVelocityTable());
     matrix->setSource(kSrcConstant10, midiModule->constantTenthTable());
     matrix->setSource(kSrcConstant50, midiModule->constantHalfTable());
 
@@ -149,20 +166,15 @@ void APlugin::sumVoices(float* const* stereo, int frames) {
 }
 
 void APlugin::runEffectChain(float* const* stereo, int frames) {
-    Module* shaper = effects[0];
-    Module* phaser = effects[1];
-    Module* reverb = effects[4];
-    if (phaserFirst) std::swap(shaper, phaser);
-    shaper->processFx(frames, stereo);
-    phaser->processFx(frames, stereo);
-    effects[2]->processFx(frames, stereo);
-    equalizer->stage1(frames, stereo);
-    if (reverbEarly) reverb->processFx(frames, stereo);
-    effects[5]->processFx(frames, stereo);
-    equalizer->stage2(frames, stereo);
-    effects[3]->processFx(frames, stereo);
-    if (!reverbEarly) reverb->processFx(frames, stereo);
-    equalizer->stage3(frames, stereo);
+    FxChain chain;
+    chain.shaper = effects[0];
+    chain.phaser = effects[1];
+    chain.chorus = effects[2];
+    chain.equalizer = equalizer;
+    chain.reverb = effects[4];
+    chain.compressor = effects[5];
+    chain.delay = effects[3];
+    chain.run(frames, stereo, phaserFirst, reverbEarly);
 }
 
 void APlugin::render(float* const* stereo, int frames) {

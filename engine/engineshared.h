@@ -25,7 +25,7 @@ struct EngineShared {
     int active[kVoiceCount] = {};
     /// Per voice pointers into env1's voices: stage as of the last block, position in the
     /// stage, current level and trigger flag. Linked once at construction.
-    const int* env1Stage[kVoiceCount] = {};
+    int* env1Stage[kVoiceCount] = {};
     const float* env1Position[kVoiceCount] = {};
     const float* env1Level[kVoiceCount] = {};
     const int* env1Trigger[kVoiceCount] = {};

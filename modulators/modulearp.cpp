@@ -77,8 +77,9 @@ void ModuleArp::setMaxBlockSize(int frames) {
 void ModuleArp::process(int frames, int use) {
     std::lock_guard<std::mutex> lock(queueLock);
     events = 0;
-    // Until the pattern engine exists, host notes pass straight through while the arp is off.
-    if (!on) {
+    // With the arp off, host notes already went to the allocators directly and the queue is
+    // only drained. Until the pattern engine exists, an arp switched on passes them through.
+    if (on) {
         std::copy(noteQueue.begin(), noteQueue.begin() + queued, eventList.begin());
         events = queued;
     }

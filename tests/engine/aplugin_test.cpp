@@ -100,7 +100,6 @@ TEST(APluginRender, IdleEngineRendersExactSilenceAndGatesTheChain) {
     StereoBlock block(512);
     block.left.assign(512, 1.0f);
     block.right.assign(512, 1.0f);
-    engine->noteOn(0, 60, 100);
     for (int i = 0; i < 20; ++i) engine->render(block.pointers(), 512);
     for (int i = 0; i < 512; ++i) {
         ASSERT_EQ(block.left[i], 0.0f);
