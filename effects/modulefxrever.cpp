@@ -1,12 +1,21 @@
 #include "effects/modulefxrever.h"
 
+#include "engine/denormals.h"
 #include "engine/engineshared.h"
 #include "engine/pool.h"
 
 #include <algorithm>
-#include <initializer_list>
 
 namespace torvo {
+
+ModuleFxRever::ModuleFxRever() {
+    preTimeSlot = controls.add(preTime, 3);
+    dampSlot = controls.add(damp, 4);
+    wideSlot = controls.add(wide, 5);
+    decaySlot = controls.add(decay, 6);
+    colorSlot = controls.add(color, 7);
+    wetSlot = controls.add(wet, 8);
+}
 
 void ModuleFxRever::setParameter(int localIndex, float value) {
     switch (localIndex) {
@@ -45,14 +54,44 @@ void ModuleFxRever::setParameter(int localIndex, float value) {
     }
 }
 
-void ModuleFxRever::setMaxBlockSize(int frames) {
-    if (!shared || !shared->pool) return;
-    for (ParamSmoother* s : {&preTime, &damp, &wide, &decay, &color, &wet})
-        s->allocate(*shared->pool, frames);
+void ModuleFxRever::setSampleRate(float rate) {
+    Module::setSampleRate(rate);
+    component.setSampleRate(rate);
 }
 
-void ModuleFxRever::processFx(int frames, float* const* stereo) {}
+void ModuleFxRever::setMaxBlockSize(int frames) {
+    maxFrames = frames;
+    if (!component.ready()) component.setSampleRate(sampleRate);
+    if (!shared || !shared->pool) return;
+    controls.allocate(*shared->pool, frames);
+}
 
-void ModuleFxRever::clear() {}
+void ModuleFxRever::processFx(int frames, float* const* stereo) {
+    if (frames <= 0 || !stereo || !stereo[0] || !stereo[1] || !wet.data()) return;
+    frames = std::min(frames, maxFrames);
+    // At wet 0 with nothing modulating it the effect is off: the audio and the lines stay as
+    // they are, so the tail comes back when the effect does.
+    if (effectIsOff(mute, controls, *this, wetSlot, frames)) return;
+    controls.run(*this, frames);
+
+    ReverbControls c;
+    c.preTime = controls[preTimeSlot];
+    c.damp = controls[dampSlot];
+    c.wide = controls[wideSlot];
+    c.decay = controls[decaySlot];
+    c.color = controls[colorSlot];
+    c.wet = controls[wetSlot];
+    c.sync = sync;
+    c.preTimeSync = preTimeSync;
+    c.tempo = shared ? shared->tempo : 120.0f;
+
+    if (component.loadedMode() != mode) component.load(reverbDataSet(mode), mode);
+    ScopedFlushDenormals flush;
+    component.process(frames, stereo[0], stereo[1], c);
+}
+
+void ModuleFxRever::clear() {
+    component.clear();
+}
 
 } // namespace torvo

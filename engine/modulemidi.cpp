@@ -121,7 +121,7 @@ void ModuleMidi::setWheelOffset(float offset) {
 void ModuleMidi::claimVoice(int voice) {
     // env1's stage word as of the last block: marking it at once keeps further notes of the
     // same block off this voice, and tells env1 the voice is alive.
-    if (shared && shared->env1Stage[voice]) *const_cast<int*>(shared->env1Stage[voice]) = 1;
+    if (shared && shared->env1Stage[voice]) *shared->env1Stage[voice] = 1;
 }
 
 void ModuleMidi::startNote(const Start& s) {

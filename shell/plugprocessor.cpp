@@ -46,6 +46,9 @@ tresult PLUGIN_API PlugProcessor::initialize(FUnknown* context) {
     clearDspRequested = resumeDspRequested = stickyNoteOffRequested = 0;
     microtuneRefNote = 69;
     microtuneA4Freq = 4;
+    // The note engine reads the scale through a pointer into this vector, so its storage must
+    // never move: reserve the largest table once and cap what a message may bring.
+    microtuneCents.reserve(kMaxScaleFloats);
     microtuneCents.clear();
     microtuneActive = false;
     // The user's default preset from the configuration replaces the defaults once the

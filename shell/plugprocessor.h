@@ -83,6 +83,8 @@ private:
 
     int32 microtuneRefNote = 69;
     int32 microtuneA4Freq = 4;
+    /// A scale of up to 4096 steps plus its leading 0.
+    static constexpr size_t kMaxScaleFloats = 4097;
     std::vector<float> microtuneCents;
     bool microtuneActive = false;
 };

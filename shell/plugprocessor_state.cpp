@@ -156,7 +156,8 @@ tresult PLUGIN_API PlugProcessor::notify(IMessage* message) {
         uint32 size = 0;
         if (attrs && attrs->getBinary("scl", data, size) == kResultOk && size > 4 && data) {
             const auto* cents = static_cast<const float*>(data);
-            microtuneCents.assign(cents, cents + size / sizeof(float));
+            const size_t count = std::min<size_t>(size / sizeof(float), kMaxScaleFloats);
+            microtuneCents.assign(cents, cents + count);
             microtuneActive = true;
         } else {
             microtuneCents.clear();
