@@ -105,8 +105,25 @@ void CookbookBiquad::processChannel(int channel, float* x, int n) {
 }
 
 void CookbookBiquad::process(float* left, float* right, int n) {
-    processChannel(0, left, n);
-    processChannel(1, right, n);
+    // Both channels in one loop: their two recursions overlap in the pipeline.
+    State l = state[0], r = state[1];
+    for (int i = 0; i < n; ++i) {
+        const float xl = left[i], xr = right[i];
+        const float yl = b0 * xl + b1 * l.x1 + b2 * l.x2 - a1 * l.y1 - a2 * l.y2;
+        const float yr = b0 * xr + b1 * r.x1 + b2 * r.x2 - a1 * r.y1 - a2 * r.y2;
+        l.x2 = l.x1;
+        l.x1 = xl;
+        l.y2 = l.y1;
+        l.y1 = yl;
+        r.x2 = r.x1;
+        r.x1 = xr;
+        r.y2 = r.y1;
+        r.y1 = yr;
+        left[i] = yl;
+        right[i] = yr;
+    }
+    state[0] = l;
+    state[1] = r;
 }
 
 double CookbookBiquad::magnitudeAt(double hz, double sampleRate) const {

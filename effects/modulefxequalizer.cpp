@@ -1,14 +1,56 @@
 #include "effects/modulefxequalizer.h"
 
+#include "effects/reverbcurves.h"
+#include "effects/signaltools.h"
+#include "engine/denormals.h"
 #include "engine/engineshared.h"
 #include "engine/pool.h"
+
+#include <algorithm>
 
 namespace torvo {
 
 namespace {
 constexpr int kLocalFirstBand = 4;
 constexpr int kLocalVolume = 13;
+
+const float kGainCurve[ModuleFxEqualizer::kGainCurveSize + 1] = {
+    -20.0f,    -19.3081f, -18.5276f, -17.6574f, -16.6972f, -15.6474f, -14.5094f,
+    -13.2711f, -11.9499f, -10.5508f, -9.0703f,  -7.5219f,  -5.9182f,  -4.261f,
+    -2.5716f,  -0.8596f,  0.8596f,   2.5716f,   4.261f,    5.9182f,   7.5219f,
+    9.0703f,   10.5508f,  11.9499f,  13.2711f,  14.5094f,  15.6474f,  16.6972f,
+    17.6574f,  18.5276f,  19.3081f,  20.0f,     20.0f};
+
+// A straight line in the middle that bends smoothly into ±1 at both ends, reached at an
+// input of ±2.5 / volume. A table and not a gain, so silence maps to the mean of its two
+// middle points, which is exactly 0.
+const float kLimiterCurve[ModuleFxEqualizer::kLimiterSize + 1] = {
+    -1.0f,    -0.9826f, -0.941f,  -0.8727f, -0.7758f, -0.6504f, -0.5f,
+    -0.3571f, -0.2143f, -0.0714f, 0.0714f,  0.2143f,  0.3571f,  0.5f,
+    0.6504f,  0.7758f,  0.8727f,  0.941f,   0.9826f,  1.0f,     1.0f};
+
+constexpr int kBandType[ModuleFxEqualizer::kBands] = {
+    CookbookBiquad::kLowShelf, CookbookBiquad::kPeaking, CookbookBiquad::kHighShelf};
+
+// Colour filters: `warm` takes out what is below hearing and lifts the low end; `soft` adds a
+// little air, then rounds off the very top.
+constexpr float kWarmHighPassHz = 5.0f, kWarmHighPassQ = 0.23023f;
+constexpr float kWarmShelfHz = 68.1522f, kWarmShelfQ = 0.23562f, kWarmShelfDb = 7.75416f;
+constexpr float kSoftPeakHz = 15657.91f, kSoftPeakQ = 0.37618f, kSoftPeakDb = 1.17119f;
+constexpr float kSoftLowPassHz = 18848.18f, kSoftLowPassQ = 0.23023f;
+
+// Designs above the Nyquist frequency would be unstable at low host rates.
+float belowNyquist(float hz, float rate) {
+    return std::min(hz, 0.49f * rate);
+}
 } // namespace
+
+void ModuleFxEqualizer::createVoices() {
+    reverbCurves(); // built here, never on the audio thread
+    if (controls.count() != 0) return;
+    for (int b = 0; b < kBandValues; ++b) controls.add(bands[b], kLocalFirstBand + b);
+    volumeSlot = controls.add(volume, kLocalVolume);
+}
 
 void ModuleFxEqualizer::setParameter(int localIndex, float value) {
     if (localIndex >= kLocalFirstBand && localIndex < kLocalFirstBand + kBandValues) {
@@ -37,15 +79,109 @@ void ModuleFxEqualizer::setParameter(int localIndex, float value) {
 }
 
 void ModuleFxEqualizer::setMaxBlockSize(int frames) {
-    if (!shared || !shared->pool) return;
-    for (ParamSmoother& b : bands) b.allocate(*shared->pool, frames);
-    volume.allocate(*shared->pool, frames);
+    if (!shared || !shared->pool || frames <= 0) return;
+    if (controls.count() == 0) createVoices();
+    controls.allocate(*shared->pool, frames);
+    maxFrames = volume.data() ? frames : 0;
 }
 
-void ModuleFxEqualizer::stage1(int frames, float* const* stereo) {}
+float ModuleFxEqualizer::bandGainDb(float level) {
+    return TableValue(kGainCurve, kGainCurveSize, level);
+}
 
-void ModuleFxEqualizer::stage2(int frames, float* const* stereo) {}
+// The band frequency and Q laws are the reverb's semitone and Q curves: one table each for
+// the whole instrument.
+float ModuleFxEqualizer::bandFrequency(float control) {
+    return TableValue(reverbCurves().toneFreq, ReverbCurves::kToneSize, control);
+}
 
-void ModuleFxEqualizer::stage3(int frames, float* const* stereo) {}
+float ModuleFxEqualizer::bandQ(float control) {
+    return TableValue(reverbCurves().q, ReverbCurves::kQSize, control);
+}
+
+float ModuleFxEqualizer::limit(float x, float v) {
+    return TableValue(kLimiterCurve, kLimiterSize, x * v * 0.2f + 0.5f);
+}
+
+void ModuleFxEqualizer::eqStage(int frames, float* const* stereo) {
+    if (!power || frames <= 0 || frames > maxFrames || !stereo) return;
+    ScopedFlushDenormals flush;
+    for (int b = 0; b < kBandValues; ++b) controls.runOne(*this, b, frames);
+    float* left = stereo[0];
+    float* right = stereo[1];
+    if (controlsStandStill(frames)) {
+        // Every per-sample design would equal the first one, and each band is a filter of its
+        // own: run the bands one after the other over the whole block.
+        for (int b = 0; b < kBands; ++b) {
+            designBand(b, 0);
+            bandFilters[b].process(left, right, frames);
+        }
+        return;
+    }
+    for (int i = 0; i < frames; ++i) {
+        float l = left[i], r = right[i];
+        for (int b = 0; b < kBands; ++b) {
+            // The design cache makes this a comparison while the controls stand still.
+            designBand(b, i);
+            l = bandFilters[b].processSample(0, l);
+            r = bandFilters[b].processSample(1, r);
+        }
+        left[i] = l;
+        right[i] = r;
+    }
+}
+
+void ModuleFxEqualizer::designBand(int band, int i) {
+    bandFilters[band].design(
+        sampleRate, kBandType[band], belowNyquist(bandFrequency(controls[3 * band][i]), sampleRate),
+        bandQ(controls[3 * band + 1][i]), bandGainDb(controls[3 * band + 2][i]));
+}
+
+bool ModuleFxEqualizer::controlsStandStill(int frames) const {
+    for (int c = 0; c < kBandValues; ++c) {
+        const float* x = controls[c];
+        const float first = x[0];
+        for (int i = 1; i < frames; ++i)
+            if (x[i] != first) return false;
+    }
+    return true;
+}
+
+void ModuleFxEqualizer::designTone() {
+    warmHighPass.design(sampleRate, CookbookBiquad::kHighPass, kWarmHighPassHz, kWarmHighPassQ,
+                        0.0f);
+    warmShelf.design(sampleRate, CookbookBiquad::kLowShelf, kWarmShelfHz, kWarmShelfQ,
+                     kWarmShelfDb);
+    softPeak.design(sampleRate, CookbookBiquad::kPeaking, belowNyquist(kSoftPeakHz, sampleRate),
+                    kSoftPeakQ, kSoftPeakDb);
+    softLowPass.design(sampleRate, CookbookBiquad::kLowPass,
+                       belowNyquist(kSoftLowPassHz, sampleRate), kSoftLowPassQ, 0.0f);
+}
+
+void ModuleFxEqualizer::toneStage(int frames, float* const* stereo) {
+    if ((!warm && !soft) || frames <= 0 || !stereo) return;
+    ScopedFlushDenormals flush;
+    designTone();
+    if (warm) {
+        warmHighPass.process(stereo[0], stereo[1], frames);
+        warmShelf.process(stereo[0], stereo[1], frames);
+    }
+    if (soft) {
+        softPeak.process(stereo[0], stereo[1], frames);
+        softLowPass.process(stereo[0], stereo[1], frames);
+    }
+}
+
+void ModuleFxEqualizer::outputStage(int frames, float* const* stereo) {
+    if (frames <= 0 || frames > maxFrames || !stereo) return;
+    ScopedFlushDenormals flush;
+    controls.runOne(*this, volumeSlot, frames);
+    const float* v = controls[volumeSlot];
+    const float scale = boost ? 2.0f : 1.0f;
+    for (int c = 0; c < 2; ++c) {
+        float* x = stereo[c];
+        for (int i = 0; i < frames; ++i) x[i] = limit(x[i], v[i]) * scale;
+    }
+}
 
 } // namespace torvo

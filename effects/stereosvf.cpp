@@ -46,45 +46,71 @@ void StereoSvf::reset() {
     channels[1] = Channel{};
 }
 
-void StereoSvf::run(Channel& c, float* x, const float* f, float damping, int tap, int n) {
-    float low = c.low, band = c.band, high = c.high, notch = c.notch;
-    for (int i = 0; i < n; ++i) {
-        const float in = x[i];
-        const float fi = f[i];
-        float out = 0.0f;
-        for (int pass = 0; pass < 2; ++pass) {
-            notch = in - band * damping;
-            low = low + band * fi;
-            high = notch - low;
-            band = band + high * fi;
-            const float selected = tap == kLow    ? low
-                                   : tap == kBand ? band
-                                   : tap == kHigh ? high
-                                                  : notch;
-            out += 0.5f * selected;
-        }
-        x[i] = out;
+namespace {
+
+struct Pass {
+    float low, band, high, notch;
+    // One Chamberlin step on the same input; answers the selected tap.
+    template <int Tap> float step(float in, float f, float damping) {
+        notch = in - band * damping;
+        low = low + band * f;
+        high = notch - low;
+        band = band + high * f;
+        return Tap == StereoSvf::kLow    ? low
+               : Tap == StereoSvf::kBand ? band
+               : Tap == StereoSvf::kHigh ? high
+                                         : notch;
     }
-    c.low = low;
-    c.band = band;
-    c.high = high;
-    c.notch = notch;
+};
+
+template <int Tap>
+void runBoth(Pass& l, Pass& r, float* left, float* right, const float* f, float damping, int n) {
+    // Both channels in one loop, so that their recursions overlap in the pipeline.
+    for (int i = 0; i < n; ++i) {
+        const float xl = left[i], xr = right[i], fi = f[i];
+        float outL = 0.5f * l.step<Tap>(xl, fi, damping);
+        float outR = 0.5f * r.step<Tap>(xr, fi, damping);
+        outL += 0.5f * l.step<Tap>(xl, fi, damping);
+        outR += 0.5f * r.step<Tap>(xr, fi, damping);
+        left[i] = outL;
+        right[i] = outR;
+    }
 }
+
+} // namespace
 
 void StereoSvf::process(float* left, float* right, const float* cutoff, float damping, int tap,
                         int n) {
     // Coefficients are made a chunk at a time on the stack, so the filter needs no buffers.
     float f[kChunk];
     const float* curve = cutoffCurve();
+    Pass l{channels[0].low, channels[0].band, channels[0].high, channels[0].notch};
+    Pass r{channels[1].low, channels[1].band, channels[1].high, channels[1].notch};
     for (int start = 0; start < n; start += kChunk) {
         const int count = std::min(kChunk, n - start);
         std::copy(cutoff + start, cutoff + start + count, f);
         TableRead(f, curve, kCurveSize, count);
         if (rateScale != 1.0f)
             for (int i = 0; i < count; ++i) f[i] *= rateScale;
-        run(channels[0], left + start, f, damping, tap, count);
-        run(channels[1], right + start, f, damping, tap, count);
+        float* xl = left + start;
+        float* xr = right + start;
+        switch (tap) {
+        case kLow:
+            runBoth<kLow>(l, r, xl, xr, f, damping, count);
+            break;
+        case kBand:
+            runBoth<kBand>(l, r, xl, xr, f, damping, count);
+            break;
+        case kHigh:
+            runBoth<kHigh>(l, r, xl, xr, f, damping, count);
+            break;
+        default:
+            runBoth<kNotch>(l, r, xl, xr, f, damping, count);
+            break;
+        }
     }
+    channels[0] = Channel{l.low, l.band, l.high, l.notch};
+    channels[1] = Channel{r.low, r.band, r.high, r.notch};
 }
 
 } // namespace torvo

@@ -24,7 +24,6 @@ private:
     struct Channel {
         float low = 0.0f, band = 0.0f, high = 0.0f, notch = 0.0f;
     };
-    static void run(Channel& c, float* x, const float* f, float damping, int tap, int n);
 
     Channel channels[2];
     float rateScale = 1.0f;
