@@ -83,6 +83,32 @@ TEST_F(ExtControlTest, FirstValueAfterStartTakesEffectAtOnce) {
     EXPECT_NEAR(ext.output(0)[0], 0.8f, 1e-7f);
 }
 
+TEST_F(ExtControlTest, SettledChannelCostsNothingUntilANewValueArrives) {
+    shared.firstBlock = true;
+    ext.write(1, 0, 0.6f);
+    block(); // jumps, settles: one step down
+    EXPECT_EQ(ext.channels[1].state, 1);
+    shared.firstBlock = false;
+    block();
+    EXPECT_EQ(ext.channels[1].state, 0);
+    // The same value again is no event; a different one is.
+    ext.write(1, 0, 0.60001f);
+    EXPECT_EQ(ext.channels[1].state, 0);
+    ext.write(1, 3, 0.61f);
+    EXPECT_EQ(ext.channels[1].state, 2);
+    block();
+    EXPECT_NEAR(ext.output(1)[2], 0.6f, 1e-6f);
+    EXPECT_GT(ext.output(1)[3], 0.6f);
+}
+
+TEST_F(ExtControlTest, SmallMoveSoonAfterTheLastGlidesVerySlowly) {
+    ext.write(2, 0, 0.01f); // k = 0.00001 + 0.07 * 0.00009: a very slow glide
+    for (int b = 0; b < 4; ++b) block();
+    const float k = 0.00001f + 0.07f * 0.00009f;
+    EXPECT_NEAR(ext.output(2)[kFrames - 1], 0.01f * (1.0f - std::pow(1.0f - k, 4.0f * kFrames)),
+                2e-6f);
+}
+
 TEST(ExtControlStandalone, ValueWrittenBeforeBuffersArrivesAtSampleZero) {
     Pool pool;
     EngineShared shared;
