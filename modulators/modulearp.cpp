@@ -1,6 +1,7 @@
 #include "modulators/modulearp.h"
 
 #include "engine/engineshared.h"
+#include "engine/modulematrix.h"
 #include "engine/pool.h"
 
 #include <algorithm>
@@ -9,56 +10,64 @@
 namespace torvo {
 
 namespace {
-constexpr int kLocalNote = 0;
-constexpr int kLocalHold = 16;
-constexpr int kLocalVelocity = 32;
 constexpr int kLastOctave = 3;
 constexpr int kLastWrap = 15;
+constexpr int kSnapshotWords = ModuleArp::kStepSnapshotBytes / static_cast<int>(sizeof(float));
+/// The key-press flags handed to the clock at the start of a phrase.
+constexpr int kStartClockFlags = 7;
 } // namespace
 
 void ModuleArp::createVoices() {
     std::lock_guard<std::mutex> lock(queueLock);
     queued = events = heldCount = 0;
-    playedStep = 0;
+    engine.reset();
+    clock.resetVoices();
+    wasOn = false;
+    startCounting = triggerFlag = false;
+    startCountdown = gateLeft = 0;
     dirty = true;
-    startFlag = true;
+    rebuildPending = true;
 }
 
 void ModuleArp::setParameter(int localIndex, float value) {
     if (localIndex < 0) return;
+    value = std::clamp(value, 0.0f, 1.0f);
     dirty = true;
+    rebuildPending = true;
+    ArpSettings& s = engine.settings;
     if (localIndex < kLocalHold) {
-        stepNotes[localIndex - kLocalNote] = -24 + static_cast<int>(value * 48.99f);
+        s.stepNotes[localIndex - kLocalNote] = -24 + static_cast<int>(value * 48.99f);
     } else if (localIndex < kLocalVelocity) {
-        stepHolds[localIndex - kLocalHold] = decodeOnOff(value);
+        s.stepHolds[localIndex - kLocalHold] = decodeOnOff(value);
     } else if (localIndex < kLocalVelocity + kStepCells) {
-        stepVelocities[localIndex - kLocalVelocity] = static_cast<int>(value * 127.99f);
+        s.stepVelocities[localIndex - kLocalVelocity] = static_cast<int>(value * 127.99f);
         stepVelocityLevels[localIndex - kLocalVelocity] = value;
     } else {
         switch (localIndex) {
-        case 48:
+        case kLocalOn:
             on = decodeOnOff(value);
             break;
-        case 49:
+        case kLocalLength:
             length = value;
             break;
-        case 50:
+        case kLocalSpeed:
             speedIndex = std::clamp(decodeList(value), 0, kTimeDivisionCount - 1);
             break;
-        case 51:
+        case kLocalSwing:
             swing = value;
             break;
-        case 52:
-            mode = std::clamp(decodeList(value), 0, static_cast<int>(kChord));
+        case kLocalMode:
+            s.mode = std::clamp(decodeList(value), 0, static_cast<int>(kArpChord));
             break;
-        case 53:
-            velocityMode = std::clamp(decodeList(value), 0, static_cast<int>(kVelStepHold));
+        case kLocalVelocityMode:
+            s.velocityMode = std::clamp(decodeList(value), 0, static_cast<int>(kArpVelStepHold));
             break;
-        case 54:
-            octaves = std::clamp(decodeList(value), 0, kLastOctave);
+        case kLocalOctave:
+            s.octaves = std::clamp(decodeList(value), 0, kLastOctave);
             break;
-        case 55:
-            wrap = std::clamp(decodeList(value), 0, kLastWrap);
+        case kLocalWrap:
+            // The list ends in "no", one past the last step: it means the same as 16.
+            s.wrap = std::clamp(decodeList(value), 0, kLastWrap);
             break;
         default:
             break;
@@ -69,21 +78,158 @@ void ModuleArp::setParameter(int localIndex, float value) {
 void ModuleArp::setMaxBlockSize(int frames) {
     if (!shared || !shared->pool) return;
     stepBuffer = shared->pool->get("arp", frames);
+    maxFrames = stepBuffer ? frames : 0;
     if (!snapshot)
         snapshot = static_cast<float*>(shared->pool->getBytes("arp", kStepSnapshotBytes));
     outputTable.fill(stepBuffer);
+    stepBufferClean = true;
 }
 
 void ModuleArp::process(int frames, int use) {
-    std::lock_guard<std::mutex> lock(queueLock);
     events = 0;
-    // With the arp off, host notes already went to the allocators directly and the queue is
-    // only drained. Until the pattern engine exists, an arp switched on passes them through.
-    if (on) {
-        std::copy(noteQueue.begin(), noteQueue.begin() + queued, eventList.begin());
-        events = queued;
+    engine.clearPending();
+    frames = std::min(frames, maxFrames);
+    if (frames <= 0) return;
+
+    // The audio thread never waits for the message thread: if a preset path holds the queue,
+    // its notes simply wait for the next block.
+    std::unique_lock<std::mutex> lock(queueLock, std::try_to_lock);
+    const bool queueReady = lock.owns_lock();
+    // Preset paths may write the switch from the message thread: read it once per block.
+    const bool nowOn = on;
+
+    if (nowOn != wasOn) {
+        if (nowOn) {
+            // The switch needs the held list; without the mutex it is taken next block.
+            if (!queueReady) return;
+            switchOn();
+        } else {
+            engine.releaseAll();
+            passEvents();
+            startCounting = triggerFlag = false;
+        }
+        wasOn = nowOn;
+        silenceStepBuffer();
+        return;
     }
+    if (!nowOn && use == 0) {
+        // Nothing listens: keys played meanwhile went straight to the voices and are dropped.
+        if (queueReady) queued = 0;
+        silenceStepBuffer();
+        return;
+    }
+    if (queueReady) {
+        takeQueue(frames);
+        lock.unlock();
+    }
+    if (rebuildPending) {
+        engine.rebuild();
+        rebuildPending = false;
+    }
+    updateClock(frames);
+    runSamples(frames);
+    // Off, the step source still moves for the matrix, but no note leaves.
+    if (nowOn) passEvents();
+}
+
+void ModuleArp::switchOn() {
+    // Keys pressed while the arp was off started their voices directly: end them all.
+    for (int h = 0; h < heldCount && events < kQueueSize; ++h)
+        eventList[events++] = ArpEvent{ArpEvent::kNoteOff, heldList[h], 0, 0};
+    heldCount = 0;
+    // Notes the arp stepped through while off never reached the voices.
+    engine.forgetNotes();
+}
+
+void ModuleArp::takeQueue(int frames) {
+    for (int i = 0; i < queued; ++i) {
+        const ArpEvent& e = noteQueue[i];
+        if (engine.keyCount() == 0) {
+            // A new phrase: its first step falls on the sample of the key.
+            startCounting = true;
+            startCountdown = std::clamp(e.offset, 0, frames - 1);
+            triggerFlag = false;
+            clock.resetVoices();
+            engine.restart();
+        }
+        if (e.type == ArpEvent::kNoteOn)
+            engine.keyOn(e.pitch, e.velocity);
+        else
+            engine.keyOff(e.pitch);
+    }
+    if (queued > 0) rebuildPending = true;
     queued = 0;
+}
+
+void ModuleArp::updateClock(int frames) {
+    // The arp's clock always follows the tempo, swings at its own speed and restarts with
+    // each phrase from the first step.
+    clock.mode = kClockSync;
+    clock.timeIndex = speedIndex;
+    clock.startStep = 0;
+    clock.stopStep = kStepCells - 1;
+    clock.loop = true;
+    clock.rtrg = true;
+    clock.swing = modulated(kLocalSwing, swing, frames);
+    const float tempo = shared ? shared->tempo : 120.0f;
+    clock.updateRates(tempo, sampleRate, 0.0f, speedIndex, speedIndex);
+}
+
+void ModuleArp::runSamples(int frames) {
+    const float gateLength = modulated(kLocalLength, length, frames);
+    const bool keysHeld = engine.keyCount() > 0;
+    for (int i = 0; i < frames; ++i) {
+        if (keysHeld) {
+            int flags = 0;
+            if (startCounting) {
+                if (startCountdown <= 0) {
+                    startCounting = false;
+                    clock.resetVoices();
+                    triggerFlag = true;
+                } else {
+                    --startCountdown;
+                }
+            }
+            if (triggerFlag) {
+                flags = kStartClockFlags;
+                if (snapshot && i < kSnapshotWords) snapshot[i] = kStartFlags;
+            }
+            if (clock.tick(0, flags)) {
+                triggerFlag = false;
+                const ArpEngine::Step step =
+                    engine.fireStep(i, clock.rateEven, clock.rateOdd, gateLength);
+                stepLevel = stepVelocityLevels[step.cell];
+                gateLeft = step.gate;
+            }
+        }
+        engine.walk(i);
+        if (gateLeft > 0) {
+            stepBuffer[i] = stepLevel;
+            --gateLeft;
+        } else {
+            stepBuffer[i] = 0.0f;
+        }
+    }
+    stepBufferClean = false;
+}
+
+float ModuleArp::modulated(int local, float base, int frames) const {
+    const int id = paramId(local);
+    if (!matrix || id < 0) return base;
+    return matrix->modulated(id, base, frames, kMonoVoice);
+}
+
+void ModuleArp::passEvents() {
+    const int n = std::min(engine.pendingCount(), kQueueSize);
+    for (int i = 0; i < n; ++i) eventList[i] = engine.pending(i);
+    events = n;
+}
+
+void ModuleArp::silenceStepBuffer() {
+    gateLeft = 0;
+    if (stepBufferClean || !stepBuffer) return;
+    std::fill(stepBuffer, stepBuffer + maxFrames, 0.0f);
+    stepBufferClean = true;
 }
 
 float* const* ModuleArp::getOutputs(int index) {
@@ -91,9 +237,9 @@ float* const* ModuleArp::getOutputs(int index) {
 }
 
 void ModuleArp::clearEvents() {
-    std::lock_guard<std::mutex> lock(queueLock);
+    // Both lists belong to the audio thread alone, so no lock is needed here.
     events = 0;
-    queued = 0;
+    engine.clearPending();
 }
 
 void ModuleArp::queue(const ArpEvent& e) {
@@ -118,8 +264,8 @@ void ModuleArp::queueNoteOff(int offset, int pitch) {
 
 void ModuleArp::removeHeldNote(int pitch) {
     std::lock_guard<std::mutex> lock(queueLock);
-    auto* end = heldList.begin() + heldCount;
-    heldCount = static_cast<int>(std::remove(heldList.begin(), end, pitch) - heldList.begin());
+    int* end = heldList.data() + heldCount;
+    heldCount = static_cast<int>(std::remove(heldList.data(), end, pitch) - heldList.data());
 }
 
 void ModuleArp::clearStepSnapshot() {

@@ -1,7 +1,12 @@
 #include "modulators/modulestepper.h"
 
+#include "engine/aplugin.h"
 #include "engine/engineshared.h"
+#include "engine/modulematrix.h"
+#include "engine/modulemidi.h"
+#include "engine/notevoice.h"
 #include "engine/pool.h"
+#include "modulators/modulearp.h"
 
 #include <algorithm>
 
@@ -11,6 +16,11 @@ namespace {
 constexpr int kPointCount = 64;
 constexpr int kBezierCount = 40;
 constexpr float kBezierStep = 0.025f;
+
+// In the tempo modes the rate modulation moves the division index, up to the last division
+// (index 20 in the thousandth encoding).
+constexpr float kLastDivisionValue = 0.02016f;
+constexpr int kSnapshotWords = ModuleArp::kStepSnapshotBytes / static_cast<int>(sizeof(float));
 
 int decodeIndex(float v, int last) {
     return std::clamp(decodeList(v), 0, last);
@@ -150,7 +160,73 @@ void ModuleStepper::setMaxBlockSize(int frames) {
     monoTable.fill(outputs[kMonoVoice]);
 }
 
-void ModuleStepper::process(int frames, int use) {}
+bool ModuleStepper::isMono() const {
+    return mono || (shared && shared->monoMode);
+}
+
+void ModuleStepper::resetVoices() {
+    clock.resetVoices();
+    newestVoice = 0;
+    displayStep = 0;
+}
+
+float ModuleStepper::valueAt(int step, float position) const {
+    const StepData& s = steps[step & (kStepCount - 1)];
+    const float at = std::clamp(position, 0.0f, 1.0f) * (kPointCount - 1);
+    const int i = static_cast<int>(at);
+    // A flat or held step reads its table without interpolation.
+    if (s.startLevel == s.endLevel || s.hold) return s.points[i];
+    const float g = at - static_cast<float>(i);
+    return s.points[i] * (1.0f - g) + s.points[(i + 1) % kPointCount] * g;
+}
+
+void ModuleStepper::updateClock(int frames) {
+    const int rateId = paramId(80);
+    float modulation = 0.0f;
+    float freeRate = clock.rate;
+    if (matrix && rateId >= 0) {
+        freeRate = matrix->modulated(rateId, clock.rate, frames, kMonoVoice);
+        modulation = matrix->modulated(rateId, 0.5f, frames, kMonoVoice) - 0.5f;
+    }
+    int index = clock.timeIndex;
+    if (clock.mode != kClockFree && modulation != 0.0f)
+        index = static_cast<int>(
+            std::min(modulation * kLastDivisionValue + timeValue, kLastDivisionValue) * 999.99f);
+    const int swingIndex = std::clamp(decodeList(arpSpeed), 0, kTimeDivisionCount - 1);
+    const float tempo = shared ? shared->tempo : 120.0f;
+    clock.updateRates(tempo, sampleRate, freeRate, index, swingIndex);
+    dirty = false;
+}
+
+void ModuleStepper::process(int frames, int use) {
+    if (frames <= 0) return;
+    if (plugin) {
+        if (ModuleMidi* midi = plugin->midi()) triggers = midi->triggerTable();
+    }
+    updateClock(frames);
+    if (isMono()) {
+        renderVoice(kMonoVoice, frames);
+    } else {
+        for (int v = 0; v < kMonoVoice; ++v)
+            if (!shared || shared->active[v] != 0) renderVoice(v, frames);
+        if (use == 2) renderVoice(kMonoVoice, frames);
+    }
+    displayStep = clock.stepIndex[newestVoice] & (kStepCount - 1);
+}
+
+void ModuleStepper::renderVoice(int v, int frames) {
+    float* out = outputs[v];
+    if (!out) return;
+    const TriggerRecord* notes = triggers ? triggers[v] : nullptr;
+    const float* arpFlags = arpRunning ? arpStepSnapshot : nullptr;
+    for (int i = 0; i < frames; ++i) {
+        int flags = notes && notes[i].trigger3 == 1 ? StepClock::kKeyPress : 0;
+        if (arpFlags && i < kSnapshotWords) flags |= static_cast<int>(arpFlags[i]);
+        if (flags & StepClock::kKeyPress) newestVoice = v;
+        clock.tick(v, flags);
+        out[i] = valueAt(clock.stepIndex[v], clock.position[v]);
+    }
+}
 
 float* const* ModuleStepper::getOutputs(int index) {
     if (index != 0) return nullptr;

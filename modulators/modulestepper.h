@@ -11,6 +11,8 @@
 
 namespace torvo {
 
+struct TriggerRecord;
+
 constexpr int kStepCount = 16;
 
 struct StepData {
@@ -50,7 +52,18 @@ public:
     /// The step of the newest running voice, for the editor's display.
     int currentStep() const { return displayStep; }
     /// Whether the arpeggiator runs this block, and its step snapshot buffer (16384 bytes).
+    /// While it runs, a sample whose snapshot word has bit 2 set (the arpeggiator writes 7 at
+    /// its start) is a key press for every voice.
     void setArpState(bool run, float* stepSnapshot);
+    /// The host's song position in quarter notes, which the "spos" mode starts from.
+    void setSongPosition(double quarters) { clock.songPosition = quarters; }
+    /// Per-voice note streams (17 entries). Inside an engine they are taken from the note
+    /// module each block; a module built on its own is given them here.
+    void setTriggerSources(TriggerRecord* const* table) { triggers = table; }
+    bool isMono() const;
+    /// The output of a step at a position 0..1 within it.
+    float valueAt(int step, float position) const;
+    void resetVoices() override;
 
     std::array<StepData, kStepCount> steps;
     StepClock clock;
@@ -65,6 +78,12 @@ public:
 
 private:
     void setHeadParameter(int localIndex, float value);
+    void updateClock(int frames);
+    void renderVoice(int v, int frames);
+
+    TriggerRecord* const* triggers = nullptr;
+    /// The voice that took the last key press: the editor shows its step.
+    int newestVoice = 0;
 
     std::array<float*, kVoiceCount> outputs{};
     std::array<float*, kVoiceCount> polyTable{};

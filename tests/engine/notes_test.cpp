@@ -208,21 +208,26 @@ TEST(NotesInput, VelocityZeroIsANoteOffAndTheHeldListIsBounded) {
     EXPECT_EQ(r.engine->heldNoteCount(), 257);
 }
 
-TEST(NotesInput, ArpSwitchedOnPassesNotesThroughItsQueue) {
+TEST(NotesInput, ArpSwitchedOnPlaysHostNotesOnItsSteps) {
     EngineRig r;
     r.engine->setParameter(findParamId("arp_on"), 1.0f, 1);
+    r.render(); // the block of the switch plays nothing
     r.eventsFollow();
     r.engine->noteOn(3, 60, 100);
     EXPECT_EQ(r.voiceOf(60), -1); // not yet: the arp's output plays it
     r.render();
     const int v = r.voiceOf(60);
     ASSERT_GE(v, 0);
-    EXPECT_EQ(r.word(v, 3), 7);
+    EXPECT_EQ(r.word(v, 3), 7); // the first step falls on the key's sample
     r.eventsFollow();
     r.engine->noteOff(9, 60);
     r.render();
-    EXPECT_EQ(r.voiceOf(60), -1);
-    EXPECT_EQ(r.word(v, 9), VoiceNote::kNoteOffWord);
+    EXPECT_EQ(r.voiceOf(60), v) << "the step's gate ends the note, not the key";
+    // Half a "1/16" step at 120 bpm, times 0.99: 2728 samples after sample 64 + 3.
+    int blockStart = 3 * kBlock;
+    for (; r.voiceOf(60) >= 0 && blockStart < 4000; blockStart += kBlock) r.render();
+    EXPECT_EQ(blockStart, 2752 + kBlock);
+    EXPECT_EQ(r.word(v, 2795 - 2752), VoiceNote::kNoteOffWord);
 }
 
 TEST(NotesRealTime, NotesPedalAndPanicDoNotAllocate) {

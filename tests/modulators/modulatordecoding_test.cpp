@@ -94,6 +94,64 @@ TEST(StepperDecoding, HeadAndStepRowsLandInTheirFields) {
     EXPECT_TRUE(stp.m.steps[15].hold);
 }
 
+TEST(LfoDecoding, SwitchesTakeTheUpperHalfAndRawRowsStayRaw) {
+    Standalone<ModuleLfo> lfo;
+    lfo.m.setParameter(3, 0.5f);
+    lfo.m.setParameter(4, 0.49f);
+    lfo.m.setParameter(10, 1.0f);
+    EXPECT_FALSE(lfo.m.sync); // 0.5 * 1.99 truncates to 0
+    EXPECT_FALSE(lfo.m.mono);
+    EXPECT_TRUE(lfo.m.drift);
+    lfo.m.setParameter(3, 0.51f);
+    EXPECT_TRUE(lfo.m.sync);
+    lfo.m.setParameter(8, 0.37f);
+    lfo.m.setParameter(9, 0.61f);
+    lfo.m.setParameter(0, 0.29f);
+    EXPECT_EQ(lfo.m.amp, 0.37f);
+    EXPECT_EQ(lfo.m.fadeIn, 0.61f);
+    EXPECT_EQ(lfo.m.rate, 0.29f);
+    // Symmetry and morph glide towards their writes.
+    lfo.m.setParameter(5, 0.8f);
+    lfo.m.setParameter(2, 0.2f);
+    EXPECT_EQ(lfo.m.morph.targetValue(), 0.8f);
+    EXPECT_EQ(lfo.m.symmetry.targetValue(), 0.2f);
+}
+
+TEST(StepperDecoding, ListsClampAndRepeatsSplitTheRangeInFour) {
+    Standalone<ModuleStepper> stp;
+    stp.m.setParameter(83, 7 * kThousandth); // beyond "spos"
+    EXPECT_EQ(stp.m.clock.mode, kClockSongPosition);
+    stp.m.setParameter(85, 1.0f);
+    EXPECT_EQ(stp.m.clock.stopStep, 15);
+    stp.m.setParameter(81, 1.0f);
+    EXPECT_EQ(stp.m.clock.timeIndex, 20);
+    const struct {
+        float v;
+        int repeat;
+    } reps[] = {{0.25f, 1}, {0.26f, 2}, {0.5f, 2}, {0.51f, 3}, {0.76f, 4}};
+    for (const auto& r : reps) {
+        stp.m.setParameter(ModuleStepper::kLocalRepeat + 7, r.v);
+        EXPECT_EQ(stp.m.steps[7].repeat, r.repeat) << r.v;
+    }
+    stp.m.dirty = false;
+    stp.m.setParameter(87, 1.0f);
+    stp.m.setParameter(88, 1.0f);
+    stp.m.setParameter(86, 1.0f);
+    stp.m.setParameter(89, 0.8f);
+    stp.m.setParameter(82, 13 * kThousandth);
+    EXPECT_TRUE(stp.m.dirty);
+    EXPECT_TRUE(stp.m.clock.rtrg);
+    EXPECT_TRUE(stp.m.clock.loop);
+    EXPECT_TRUE(stp.m.mono);
+    EXPECT_EQ(stp.m.clock.swing, 0.8f);
+    EXPECT_EQ(stp.m.arpSpeed, 13 * kThousandth);
+    // A step row rebuilds its table at once.
+    stp.m.setParameter(ModuleStepper::kLocalStepStart + 4, 0.6f);
+    stp.m.setParameter(ModuleStepper::kLocalStepEnd + 4, 0.6f);
+    stp.m.setParameter(ModuleStepper::kLocalCurveY + 4, 0.6f);
+    for (float p : stp.m.steps[4].points) EXPECT_EQ(p, 0.6f);
+}
+
 TEST(StepperCurve, HeldStepSwitchesLevelAtTheCurveX) {
     StepData s;
     s.startLevel = 0.2f;
@@ -120,47 +178,58 @@ TEST(StepperCurve, ControlPointOnTheDiagonalGivesAStraightRamp) {
 
 TEST(ArpDecoding, StepCellsAndListsDecode) {
     Standalone<ModuleArp> arp;
+    const ArpSettings& s = arp.m.engine.settings;
     arp.m.setParameter(0, 0.0f);
     arp.m.setParameter(1, 24.0f / 48.0f);
     arp.m.setParameter(2, 1.0f);
-    EXPECT_EQ(arp.m.stepNotes[0], -24);
-    EXPECT_EQ(arp.m.stepNotes[1], 0);
-    EXPECT_EQ(arp.m.stepNotes[2], 24);
+    EXPECT_EQ(s.stepNotes[0], -24);
+    EXPECT_EQ(s.stepNotes[1], 0);
+    EXPECT_EQ(s.stepNotes[2], 24);
     arp.m.setParameter(32, 0.78f);
-    EXPECT_EQ(arp.m.stepVelocities[0], 99);
+    EXPECT_EQ(s.stepVelocities[0], 99);
+    EXPECT_FLOAT_EQ(arp.m.stepVelocityLevels[0], 0.78f);
+    arp.m.setParameter(16 + 5, 1.0f);
+    EXPECT_TRUE(s.stepHolds[5]);
     arp.m.setParameter(55, 16 * kThousandth); // "no" wrap
-    EXPECT_EQ(arp.m.wrap, 15);
+    EXPECT_EQ(s.wrap, 15);
     arp.m.setParameter(52, 9 * kThousandth);
-    EXPECT_EQ(arp.m.mode, ModuleArp::kChord);
+    EXPECT_EQ(s.mode, kArpChord);
+    arp.m.setParameter(53, 4 * kThousandth);
+    EXPECT_EQ(s.velocityMode, kArpVelStepHold);
+    arp.m.setParameter(54, 3 * kThousandth);
+    EXPECT_EQ(s.octaves, 3);
+    arp.m.setParameter(50, 16 * kThousandth);
+    EXPECT_EQ(arp.m.speedIndex, 16);
     arp.m.setParameter(48, 1.0f);
     EXPECT_TRUE(arp.m.isOn());
 }
 
-TEST(ArpQueue, WithTheArpOffHostNotesBecomeOutputEventsInOrder) {
+TEST(ArpQueue, WithTheArpOffTheQueueIsOnlyDrained) {
     Standalone<ModuleArp> arp;
     arp.m.queueNoteOn(5, 60, 100);
     arp.m.queueNoteOff(9, 60);
-    arp.m.process(kFrames, 0);
-    ASSERT_EQ(arp.m.eventCount(), 2);
-    EXPECT_EQ(arp.m.event(0).type, ArpEvent::kNoteOn);
-    EXPECT_EQ(arp.m.event(0).pitch, 60);
-    EXPECT_EQ(arp.m.event(0).velocity, 100);
-    EXPECT_EQ(arp.m.event(0).offset, 5);
-    EXPECT_EQ(arp.m.event(1).type, ArpEvent::kNoteOff);
-    EXPECT_EQ(arp.m.event(1).offset, 9);
-    arp.m.clearEvents();
-    EXPECT_EQ(arp.m.eventCount(), 0);
+    EXPECT_EQ(arp.m.queuedCount(), 2);
     arp.m.process(kFrames, 0);
     EXPECT_EQ(arp.m.eventCount(), 0);
+    EXPECT_EQ(arp.m.queuedCount(), 0);
+    EXPECT_EQ(arp.m.engine.keyCount(), 0);
+    // The held list keeps the key for the switch to on.
     EXPECT_EQ(arp.m.heldNoteCount(), 1);
 }
 
 TEST(ArpQueue, FullQueueOverwritesItsLastEntry) {
     Standalone<ModuleArp> arp;
-    for (int i = 0; i <= ModuleArp::kQueueSize; ++i) arp.m.queueNoteOn(0, i % 128, 1 + i % 127);
+    arp.m.setParameter(48, 1.0f);
     arp.m.process(kFrames, 0);
-    ASSERT_EQ(arp.m.eventCount(), ModuleArp::kQueueSize);
-    EXPECT_EQ(arp.m.event(ModuleArp::kQueueSize - 1).pitch, ModuleArp::kQueueSize % 128);
+    for (int i = 0; i < ModuleArp::kQueueSize - 1; ++i) arp.m.queueNoteOn(0, 60, 100);
+    arp.m.queueNoteOn(0, 61, 100);
+    arp.m.queueNoteOn(0, 62, 100); // takes the place of 61
+    EXPECT_EQ(arp.m.queuedCount(), ModuleArp::kQueueSize);
+    arp.m.process(kFrames, 0);
+    const ArpPattern& p = arp.m.engine.currentPattern();
+    ASSERT_EQ(p.size(), 2);
+    EXPECT_EQ(p[0].note, 60);
+    EXPECT_EQ(p[1].note, 62);
 }
 
 TEST(ArpOutputs, AllVoicesReadTheOneStepBuffer) {

@@ -1,0 +1,72 @@
+#pragma once
+// The calculated LFO shapes and the tables behind the LFO's rate and fade-in. Every shape maps
+// a phase p in 0..1 and a morph m to a value in 0..1; the wave-bank shapes cross-fade three
+// neighbouring waves of the bank by the morph.
+
+#include <array>
+#include <cstdint>
+
+namespace torvo {
+
+constexpr int kLfoRatePoints = 12;
+constexpr int kLfoFadePoints = 32;
+/// Forms 0..4 are calculated; form f from 5 on reads wave f - 3 of the bank, since the bank's
+/// first two waves (sine and triangle) are calculated shapes here.
+constexpr int kLfoWaveFormOffset = 3;
+constexpr int kLfoFirstWaveForm = 5;
+
+struct LfoTables {
+    /// Free rate in hertz, read at the rate knob times 11.
+    static const float rate[kLfoRatePoints];
+    /// Fade-in time in seconds, read at the fade knob times 31.
+    static const float fadeTime[kLfoFadePoints];
+    /// The rise of a fade-in over its time, read at the fade position times 31.
+    static const float fadeCurve[kLfoFadePoints];
+};
+
+/// Linear read of the 12-point rate table at x (0..11 and a little beyond): the point after
+/// the last is the first, so a drift offset past the top slows the LFO down again.
+float readLfoRate(float x);
+/// Linear read of a 32-point table at x in 0..31 (clamped); point 31 stands alone.
+float readLfoFadeTable(const float* table, float x);
+
+// Calculated shapes, before the phase advances.
+/// Sine; morph above 0.5 drives it towards a square, below 0.5 towards a triangle.
+float lfoSine(double p, float m);
+/// The same with the raised sine c = (sin(2 pi p - pi / 2) + 1) / 2 given.
+float lfoSineMorph(double p, float m, double c);
+/// The angle whose sine the sine shape raises, at phase p.
+double lfoSineAngle(double p);
+/// Triangle whose peak sits at m: m = 0 is a falling saw, m = 1 a rising one.
+float lfoTriangle(double p, float m);
+/// Pulse of width 0.98 m + 0.01, never quite 0 or 1.
+float lfoSquare(double p, float m);
+
+/// The three waves a bank form cross-fades: previous, current and next.
+struct LfoWaveSet {
+    int previous = 0;
+    int current = 0;
+    int next = 0;
+};
+/// For a form of 5 or more. The previous of the first bank form is the last wave, the next of
+/// the last is the bank's first non-calculated wave.
+LfoWaveSet lfoWavesOf(int form);
+
+/// Start phases of retriggered LFOs: two lists of eight phases dealt like a shuffled deck, each
+/// draw removing its entry, then the other list.
+class LfoPhaseBag {
+public:
+    static constexpr int kSize = 8;
+    /// A phase in 0..1.
+    float draw();
+    int remaining() const { return count; }
+
+private:
+    std::array<float, kSize> working{};
+    int count = 0;
+    bool toggle = false;
+    uint32_t a = 0x67452301u;
+    uint32_t b = 0xEFCDAB89u;
+};
+
+} // namespace torvo
