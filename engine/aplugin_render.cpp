@@ -49,6 +49,9 @@ void APlugin::allNotesCut(int position) {
         midiModule->noteOffAll(position, note);
     }
     heldNotes.clear();
+    // A cut arpeggio note must not keep its pitch for the rest of its gate, or the same key
+    // pressed again would extend the cut note instead of starting a new one.
+    arp->engine.forgetNotes();
     arp->clearStepSnapshot();
 }
 
@@ -101,6 +104,7 @@ void APlugin::renderSources(int frames) {
     const bool arpRuns = arp->isOn() && !heldNotes.empty();
     for (int s = 0; s < 2; ++s) {
         steppers[s]->setArpState(arpRuns, arp->stepSnapshot());
+        steppers[s]->setSongPosition(playPosition);
         if (const int use = matrix->useOfSource(kSrcStepper1 + s))
             steppers[s]->process(frames, use);
         matrix->setSource(kSrcStepper1 + s, steppers[s]->getOutputs(0));

@@ -103,6 +103,39 @@ TEST(FxDecoding, ShaperAndEqualizerTakeTheirDefaultRows) {
     EXPECT_FLOAT_EQ(eq.m.volume.targetValue(), 0.5f);
 }
 
+TEST(FxDecoding, PhaserChorusDelayAndCompressorTakeTheirDefaultRows) {
+    Standalone<ModuleFxPhaser> phaser;
+    Standalone<ModuleFxChorus> chorus;
+    Standalone<ModuleFxDelay> delay;
+    Standalone<ModuleFxCompressor> comp;
+    const int phaserIds[] = {250, 251, 252, 253, 254, 255, 256, 707};
+    const int chorusIds[] = {259, 258, 260, 261, 262, 263, 264, 265, 266, 708};
+    const int delayIds[] = {271, 272, 267, 268, 269, 270, 274, 273, 276, 275, 277, 278, 709};
+    const float* v = defaultParamValues();
+    for (int local = 0; local < 8; ++local) phaser.m.setParameter(local, v[phaserIds[local]]);
+    for (int local = 0; local < 10; ++local) chorus.m.setParameter(local, v[chorusIds[local]]);
+    for (int local = 0; local < 13; ++local) delay.m.setParameter(local, v[delayIds[local]]);
+    comp.m.setParameter(0, v[7]);
+
+    EXPECT_EQ(phaser.m.stages, 3);
+    EXPECT_FLOAT_EQ(phaser.m.feedback.targetValue(), 0.55f);
+    EXPECT_FLOAT_EQ(phaser.m.depth.targetValue(), 0.9f);
+    EXPECT_EQ(phaser.m.wet.targetValue(), 0.0f);
+    EXPECT_FALSE(phaser.m.mute);
+    EXPECT_EQ(chorus.m.mode, ModuleFxChorus::kEnsemble);
+    EXPECT_FLOAT_EQ(chorus.m.feedback.targetValue(), 0.4f);
+    EXPECT_FLOAT_EQ(chorus.m.lowCut.targetValue(), 0.35f);
+    EXPECT_EQ(chorus.m.wet.targetValue(), 0.0f);
+    EXPECT_TRUE(delay.m.pingPong);
+    EXPECT_TRUE(delay.m.sync);
+    EXPECT_EQ(delay.m.syncTimeL, 7); // 1/8
+    EXPECT_EQ(delay.m.syncTimeR, 1); // 1/32
+    EXPECT_FLOAT_EQ(delay.m.timeL.targetValue(), 0.4f);
+    EXPECT_FLOAT_EQ(delay.m.modulate.targetValue(), 0.05f);
+    EXPECT_EQ(delay.m.wet.targetValue(), 0.0f);
+    EXPECT_EQ(comp.m.amount.targetValue(), 0.0f);
+}
+
 TEST(FxChain, EffectsPassAudioUnchangedForNow) {
     std::vector<float> left(kFrames), right(kFrames);
     for (int i = 0; i < kFrames; ++i) {
