@@ -1,15 +1,31 @@
 #include "filters/modulefilter.h"
 
+#include "engine/aplugin.h"
+#include "engine/denormals.h"
 #include "engine/engineshared.h"
+#include "engine/modulematrix.h"
+#include "engine/modulemidi.h"
 #include "engine/pool.h"
+#include "filters/filtercurves.h"
 
+#include <algorithm>
 #include <cstring>
 #include <initializer_list>
 
 namespace torvo {
 
+void VoiceFilter::reset() {
+    slot[0].clearStates();
+    slot[1].clearStates();
+}
+
 void ModuleFilter::createVoices() {
     for (int v = 0; v < kVoiceCount; ++v) voices[v] = &filterVoices[v];
+    filterCurves(); // build the tables here, not on the first audio block
+}
+
+Voice* ModuleFilter::getVoice(int i) {
+    return i >= 0 && i < kVoiceCount ? &filterVoices[i] : nullptr;
 }
 
 void ModuleFilter::setParameter(int localIndex, float value) {
@@ -56,8 +72,9 @@ void ModuleFilter::setParameter(int localIndex, float value) {
 }
 
 void ModuleFilter::setMaxBlockSize(int frames) {
-    if (!shared || !shared->pool) return;
+    if (!shared || !shared->pool || frames <= 0) return;
     Pool& pool = *shared->pool;
+    maxFrames = frames;
     for (ParamSmoother* s : {&cut1, &res1, &cut2, &res2, &balance}) s->allocate(pool, frames);
     for (int v = 0; v < kVoiceCount; ++v) {
         VoiceFilter& f = filterVoices[v];
@@ -69,8 +86,12 @@ void ModuleFilter::setMaxBlockSize(int frames) {
         f.damping = pool.get("flt damping", frames);
         f.resCoef = pool.get("flt resCoef", frames);
         f.gain = pool.get("flt gain", frames);
+        f.wide = pool.get("flt wide", frames * FilterBlock::kWideFloats + 64);
         f.calcCut = pool.get("flt calcCut", frames);
         f.linkCut = pool.get("flt link", frames);
+        f.res1Mod = pool.get("flt res1", frames);
+        f.res2Mod = pool.get("flt res2", frames);
+        f.balanceMod = pool.get("flt balance", frames);
         f.gate = pool.get("flt gate", frames);
         f.lastFrames = 0;
         // The delay memory does not depend on the block size: take it once.
@@ -78,6 +99,10 @@ void ModuleFilter::setMaxBlockSize(int frames) {
             if (!line)
                 line =
                     static_cast<float*>(pool.getBytes("flt delay", VoiceFilter::kDelayLineBytes));
+        for (int s = 0; s < 2; ++s) {
+            f.slot[s].combo.line[0] = f.delayLines[2 * s];
+            f.slot[s].combo.line[1] = f.delayLines[2 * s + 1];
+        }
         outputTable[v] = {f.out1L, f.out1R};
     }
 }
@@ -86,12 +111,131 @@ const StereoPtr* ModuleFilter::getStereoOutputs(int index) {
     return index == 0 ? outputTable.data() : nullptr;
 }
 
+void ModuleFilter::setNoteStreams(float* const* pitch, float* const* gateWords) {
+    pitchStreams = pitch;
+    gateStreams = gateWords;
+    pitchWired = true;
+}
+
 void ModuleFilter::updateSmoothers(int frames) {
     for (ParamSmoother* s : {&cut1, &res1, &cut2, &res2, &balance}) s->process(frames, sampleRate);
+    if (!pitchWired && plugin && plugin->midi()) pitchStreams = plugin->midi()->pitchTable();
+}
+
+const float* ModuleFilter::modulate(int localIndex, const float* base, float* own, int frames,
+                                    int voice) {
+    const int id = paramId(localIndex);
+    if (!matrix || id < 0) return base;
+    const float* m = matrix->modulatedBuffer(id, base, frames, voice);
+    if (!m || m == base) return base;
+    for (int i = 0; i < frames; ++i) own[i] = std::clamp(m[i], 0.0f, 1.0f);
+    return own;
+}
+
+void ModuleFilter::collectGateEvents(VoiceFilter& f, int voice, int frames, GateEvents& events) {
+    const float* words = gateStreams ? gateStreams[voice] : nullptr;
+    if (words)
+        std::copy(words, words + frames, f.gate);
+    else
+        std::fill(f.gate, f.gate + frames, 0.0f);
+    events.count = 0;
+    for (int i = 0; i < frames; ++i)
+        if (f.gate[i] == 1.0f && events.count < GateEvents::kMax)
+            events.position[events.count++] = i;
 }
 
 void ModuleFilter::renderVoice(int voice, int frames, const StereoPtr& bus1,
-                               const StereoPtr& bus2) {}
+                               const StereoPtr& bus2) {
+    if (voice < 0 || voice >= kVoiceCount || frames <= 0 || maxFrames <= 0) return;
+    if (!bus1.left || !bus1.right || !bus2.left || !bus2.right) return;
+    frames = std::min(frames, maxFrames);
+    // Decaying feedback must reach 0 and never linger in the slow subnormal range.
+    ScopedFlushDenormals flush;
+    VoiceFilter& f = filterVoices[voice];
+    if (frames != f.lastFrames) {
+        for (float* b : {f.out1L, f.out1R, f.out2L, f.out2R, f.cutCoef, f.damping, f.resCoef,
+                         f.gain, f.calcCut, f.linkCut, f.res1Mod, f.res2Mod, f.balanceMod, f.gate})
+            std::fill(b, b + maxFrames + 4, 0.0f);
+        f.lastFrames = frames;
+    }
+
+    // Slot one's cut-off follows the key around note 60.
+    const float* c1 = cut1.data();
+    const float* pitch = pitchStreams ? pitchStreams[voice] : nullptr;
+    if (keyTrack != 0.0f && pitch) {
+        const float kt = keyTrack;
+        for (int i = 0; i < frames; ++i)
+            f.calcCut[i] = std::clamp(c1[i] + (pitch[i] - kKeyCentre) * kt, 0.0f, 1.0f);
+        c1 = f.calcCut;
+    }
+    c1 = modulate(4, c1, f.calcCut, frames, voice);
+    const float* r1 = modulate(5, res1.data(), f.res1Mod, frames, voice);
+    const float* c2 = modulate(8, cut2.data(), f.linkCut, frames, voice);
+    const float* r2 = modulate(9, res2.data(), f.res2Mod, frames, voice);
+    const float* bal = modulate(11, balance.data(), f.balanceMod, frames, voice);
+    if (link) {
+        // At 0.5 slot two follows slot one; the knob offsets it by up to a full range.
+        for (int i = 0; i < frames; ++i)
+            f.linkCut[i] = std::clamp(2.0f * c2[i] + c1[i] - 1.0f, 0.0f, 1.0f);
+        c2 = f.linkCut;
+    }
+
+    GateEvents starts;
+    collectGateEvents(f, voice, frames, starts);
+    const float* retrig = shared ? shared->env1ValueAtRetrig[voice] : nullptr;
+
+    FilterBlock b;
+    b.cutCoef = f.cutCoef;
+    b.damping = f.damping;
+    b.resCoef = f.resCoef;
+    b.gain = f.gain;
+    b.wide = f.wide;
+    b.frames = frames;
+    b.sampleRate = sampleRate > 0.0f ? sampleRate : 44100.0f;
+    b.rateRatio = sampleRate > 0.0f ? 44100.0f / sampleRate : 1.0f;
+    b.starts = &starts;
+    b.clearAtStart = !retrig || *retrig == 0.0f;
+
+    b.inL = bus1.left;
+    b.inR = bus1.right;
+    b.outL = f.out1L;
+    b.outR = f.out1R;
+    b.cut = c1;
+    b.res = r1;
+    f.slot[0].render(type1, mode1, b);
+
+    if (routing == kSerial) {
+        // The second slot hears its own bus and the first slot.
+        for (int i = 0; i < frames; ++i) {
+            f.out2L[i] = bus2.left[i] + f.out1L[i];
+            f.out2R[i] = bus2.right[i] + f.out1R[i];
+        }
+        b.inL = f.out2L;
+        b.inR = f.out2R;
+    } else {
+        b.inL = bus2.left;
+        b.inR = bus2.right;
+    }
+    b.outL = f.out2L;
+    b.outR = f.out2R;
+    b.cut = c2;
+    b.res = r2;
+    f.slot[1].render(type2, mode2, b);
+
+    // The balance at either end is a plain choice of slot.
+    if (isConstant(bal, frames) && (bal[0] == 0.0f || bal[0] == 1.0f)) {
+        if (bal[0] == 1.0f) {
+            std::copy(f.out2L, f.out2L + frames, f.out1L);
+            std::copy(f.out2R, f.out2R + frames, f.out1R);
+        }
+        return;
+    }
+    for (int i = 0; i < frames; ++i) {
+        const float w = bal[i];
+        f.out1L[i] = (1.0f - w) * f.out1L[i] + w * f.out2L[i];
+        f.out1R[i] = (1.0f - w) * f.out1R[i] + w * f.out2R[i];
+    }
+}
 
 void ModuleFilter::clearDelayLines() {
     for (VoiceFilter& f : filterVoices)

@@ -6,6 +6,8 @@
 
 #include "engine/module.h"
 #include "engine/paramsmoother.h"
+#include "filters/filterblock.h"
+#include "filters/filterslot.h"
 
 #include <array>
 #include <cstddef>
@@ -15,7 +17,10 @@ namespace torvo {
 class VoiceFilter : public Voice {
 public:
     static constexpr int kDelayLineCount = 4;
-    static constexpr std::size_t kDelayLineBytes = 153600;
+    static constexpr std::size_t kDelayLineBytes = ComboState::kLineLength * sizeof(float);
+
+    /// Clears both slots' model states (the delay lines are cleared by the module).
+    void reset() override;
 
     // Slot outputs; the section's result is written into slot one's pair.
     float* out1L = nullptr;
@@ -27,27 +32,52 @@ public:
     float* damping = nullptr;
     float* resCoef = nullptr;
     float* gain = nullptr;
-    /// Key-tracked cut-off of slot one.
+    /// Per-sample coefficient sets of the models that fold their iterations.
+    float* wide = nullptr;
+    /// Key-tracked (and modulated) cut-off of slot one.
     float* calcCut = nullptr;
-    /// Slot two's linked cut-off.
+    /// Slot two's linked (or modulated) cut-off.
     float* linkCut = nullptr;
+    /// Modulated resonances and balance, used only while a route reaches them.
+    float* res1Mod = nullptr;
+    float* res2Mod = nullptr;
+    float* balanceMod = nullptr;
     /// Gate word of the note stream per sample.
     float* gate = nullptr;
-    /// Delay memory of the models that need it; allocated once per engine.
+    /// Delay memory of "Combo": lines 0 and 1 for slot one, 2 and 3 for slot two.
     std::array<float*, kDelayLineCount> delayLines{};
     int lastFrames = 0;
+
+    FilterSlot slot[2];
 };
 
 class ModuleFilter : public ModulePoly {
 public:
     enum Routing { kSerial = 0, kParallel = 1 };
-    enum Type { kOff = 0, kPerfecto, kAcido, kInfecto, kScorpio, kCombo, kShaper };
+    enum Type {
+        kOff = kFilterOff,
+        kPerfecto = kFilterPerfecto,
+        kAcido = kFilterAcido,
+        kInfecto = kFilterInfecto,
+        kScorpio = kFilterScorpio,
+        kCombo = kFilterCombo,
+        kShaper = kFilterShaper
+    };
+    /// Note 60 on the 0..1 pitch scale: the centre of key tracking.
+    static constexpr float kKeyCentre = 0.4724f;
 
     void createVoices() override;
     void setParameter(int localIndex, float value) override;
     void setMaxBlockSize(int frames) override;
     /// Slot one's output pair of every voice (the section's result).
     const StereoPtr* getStereoOutputs(int index) override;
+    Voice* getVoice(int i) override;
+
+    /// Per-voice, per-sample streams of the note voices: pitch (0..1, glide and bend included)
+    /// and the gate word (1 at a note start, 2 at a note end, else 0). Without pitch there is
+    /// no key tracking; without gates no note start clears a model. Until this is called, an
+    /// engine's pitch streams are taken from its note module each block.
+    void setNoteStreams(float* const* pitch, float* const* gate);
 
     /// Advances the five smoothers by one block.
     void updateSmoothers(int frames);
@@ -71,8 +101,17 @@ public:
     ParamSmoother balance;
 
 private:
+    /// The modulated form of a smoothed parameter: the base itself while nothing modulates
+    /// it, else a copy, clamped to 0..1, in `own`.
+    const float* modulate(int localIndex, const float* base, float* own, int frames, int voice);
+    void collectGateEvents(VoiceFilter& f, int voice, int frames, GateEvents& events);
+
     std::array<VoiceFilter, kVoiceCount> filterVoices;
     std::array<StereoPtr, kVoiceCount> outputTable{};
+    float* const* pitchStreams = nullptr;
+    float* const* gateStreams = nullptr;
+    bool pitchWired = false;
+    int maxFrames = 0;
 };
 
 } // namespace torvo

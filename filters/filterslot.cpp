@@ -1,0 +1,59 @@
+#include "filters/filterslot.h"
+
+#include <algorithm>
+
+namespace torvo {
+
+const char* filterModeList(int type) {
+    static constexpr const char* kLists[7] = {
+        "- - - - - - ",
+        "LP4 BP4 HP4 Peak - - ",
+        "LP1 LP2 LP3 LP4 - - ",
+        "LP2 BP2 HP2 Notch - - ",
+        "RedLP2 RedLP4 BlackLP2 BlackLP4 BlackHP4 BlackBP4 ",
+        "Mono_+ Mono_- Stereo_+ Stereo_- - - ",
+        "Saturate Foldback - - - - ",
+    };
+    return type >= 0 && type < 7 ? kLists[type] : nullptr;
+}
+
+void FilterSlot::render(int type, int mode, const FilterBlock& b) {
+    const bool realMode = mode >= 0 && (mode <= 3 || (type == kFilterScorpio && mode <= 5));
+    if (!realMode) type = kFilterOff;
+    switch (type) {
+    case kFilterPerfecto:
+        LadderFilter::renderPerfecto(perfecto, mode, b);
+        break;
+    case kFilterAcido:
+        LadderFilter::renderAcido(acido, mode, b);
+        break;
+    case kFilterInfecto:
+        StateVariableFilter::render(infecto, mode, b);
+        break;
+    case kFilterScorpio:
+        ScorpioFilter::render(scorpio, mode, b);
+        break;
+    case kFilterCombo:
+        CombFilter::render(combo, mode, b);
+        break;
+    case kFilterShaper:
+        ShaperFilter::render(shaper, mode, b);
+        break;
+    default:
+        if (b.outL != b.inL) std::copy(b.inL, b.inL + b.frames, b.outL);
+        if (b.outR != b.inR) std::copy(b.inR, b.inR + b.frames, b.outR);
+        break;
+    }
+}
+
+void FilterSlot::clearStates() {
+    perfecto.clear();
+    acido.clear();
+    infecto.clear();
+    scorpio.clear();
+    shaper.historyL[0] = shaper.historyL[1] = shaper.historyL[2] = shaper.historyL[3] = 0.0f;
+    shaper.historyR[0] = shaper.historyR[1] = shaper.historyR[2] = shaper.historyR[3] = 0.0f;
+    shaper.tone = ToneState{};
+}
+
+} // namespace torvo

@@ -1,0 +1,326 @@
+#include "filters/ladderfilter.h"
+
+#include "filters/filtercurves.h"
+
+#include <algorithm>
+
+#include <xmmintrin.h>
+
+namespace torvo {
+
+namespace {
+
+/// What a model and mode take from the tables and how they scale the output:
+/// G = scale (1 - r + r T) (1 - dampRate r), with T the mode's gain table at the cut-off or 1.
+struct LadderFlavour {
+    const float* resTable; // 32 points plus guard
+    float resScale;
+    const float* gainTable; // 32 points plus guard, or null for T = 1
+    float gainAt;           // the gain table is read at gainAt * c
+    float scale;
+    float dampRate;
+};
+
+LadderFlavour flavourOf(const FilterCurves& fc, bool acido, int mode) {
+    if (acido) return {fc.acidoRes, 0.955f, nullptr, 1.0f, 1.0f, 0.3f};
+    switch (mode) {
+    case LadderFilter::kLp4:
+        return {fc.perfectoRes, 1.0f, fc.perfectoLpGain, 0.85f, 0.5f, 0.75f};
+    case LadderFilter::kBp4:
+        return {fc.perfectoRes, 1.0f, fc.perfectoBpGain, 1.0f, 0.215f, 0.75f};
+    default:
+        return {fc.perfectoRes, 1.0f, nullptr, 1.0f, 0.5f, 0.75f};
+    }
+}
+
+inline float read32(const float* table, float x) {
+    const float p = std::clamp(x, 0.0f, 1.0f) * 31.0f;
+    const int i = int(p);
+    return table[i] + (table[i + 1] - table[i]) * (p - float(i));
+}
+
+/// Stage one, per sample: the table reads. cutCoef gets the raw frequency coefficient,
+/// resCoef the resonance table, gain the gain table (or 1).
+inline void readTables(const FilterCurves& fc, const LadderFlavour& fl, float c, float ratio,
+                       float& p, float& res, float& gainT) {
+    p = readCurve(fc.ladderCutoff, c) * ratio;
+    res = read32(fl.resTable, c);
+    gainT = fl.gainTable ? read32(fl.gainTable, fl.gainAt * c) : 1.0f;
+}
+
+/// Stage two: plain arithmetic, in place. (t^2 + 12 + 6t) / (t^2 + 12 - 6t) stands in for
+/// e^t, so at a low cut-off the loop gain reaches 4 r times the resonance table.
+inline void finish(const LadderFlavour& fl, float r, float& p, float& k, float& res, float& gainT) {
+    const float p0 = p;
+    const float pp = p0 * (1.8f - 0.8f * p0);
+    const float t = (1.0f - pp) * 1.386249f;
+    const float t2 = t * t;
+    res = r * res * fl.resScale * ((t2 + 12.0f + 6.0f * t) / (t2 + 12.0f - 6.0f * t));
+    gainT = fl.scale * (1.0f - r + r * gainT) * (1.0f - fl.dampRate * r);
+    p = pp;
+    k = 2.0f * pp - 1.0f;
+}
+
+/// Fills the four coefficient buffers; a block of constant controls reuses the last result.
+void prepare(LadderCoefCache& cache, bool acido, int mode, const FilterBlock& b) {
+    const FilterCurves& fc = filterCurves();
+    const LadderFlavour fl = flavourOf(fc, acido, mode);
+    const int n = b.frames;
+    if (isConstant(b.cut, n) && isConstant(b.res, n)) {
+        const float c = b.cut[0];
+        const float r = b.res[0];
+        if (c != cache.cut || r != cache.res || mode != cache.mode || b.rateRatio != cache.ratio) {
+            float p, k, res, g;
+            readTables(fc, fl, c, b.rateRatio, p, res, g);
+            finish(fl, r, p, k, res, g);
+            cache = {c, r, b.rateRatio, mode, p, k, res, g};
+        }
+        std::fill(b.cutCoef, b.cutCoef + n, cache.p);
+        std::fill(b.damping, b.damping + n, cache.k);
+        std::fill(b.resCoef, b.resCoef + n, cache.feedback);
+        std::fill(b.gain, b.gain + n, cache.gain);
+        return;
+    }
+    cache.cut = -1.0f; // the next constant block recomputes
+    float* __restrict p = b.cutCoef;
+    float* __restrict k = b.damping;
+    float* __restrict res = b.resCoef;
+    float* __restrict g = b.gain;
+    for (int i = 0; i < n; ++i) readTables(fc, fl, b.cut[i], b.rateRatio, p[i], res[i], g[i]);
+    for (int i = 0; i < n; ++i) finish(fl, b.res[i], p[i], k[i], res[i], g[i]);
+}
+
+/// Left and right channels of one ladder stage in the two low lanes of a vector: both run
+/// the same recursion, so one instruction serves both.
+struct StagePair {
+    __m128 y1, y2, y3, y4, x1, x2, x3, x4;
+
+    void load(const LadderState& l, const LadderState& r) {
+        y1 = _mm_setr_ps(l.y1, r.y1, 0.0f, 0.0f);
+        y2 = _mm_setr_ps(l.y2, r.y2, 0.0f, 0.0f);
+        y3 = _mm_setr_ps(l.y3, r.y3, 0.0f, 0.0f);
+        y4 = _mm_setr_ps(l.y4, r.y4, 0.0f, 0.0f);
+        x1 = _mm_setr_ps(l.x1, r.x1, 0.0f, 0.0f);
+        x2 = _mm_setr_ps(l.x2, r.x2, 0.0f, 0.0f);
+        x3 = _mm_setr_ps(l.x3, r.x3, 0.0f, 0.0f);
+        x4 = _mm_setr_ps(l.x4, r.x4, 0.0f, 0.0f);
+    }
+    static void lane(__m128 v, float& left, float& right) {
+        alignas(16) float f[4];
+        _mm_store_ps(f, v);
+        left = f[0];
+        right = f[1];
+    }
+    void store(LadderState& l, LadderState& r) const {
+        lane(y1, l.y1, r.y1);
+        lane(y2, l.y2, r.y2);
+        lane(y3, l.y3, r.y3);
+        lane(y4, l.y4, r.y4);
+        lane(x1, l.x1, r.x1);
+        lane(x2, l.x2, r.x2);
+        lane(x3, l.x3, r.x3);
+        lane(x4, l.x4, r.x4);
+    }
+};
+
+struct Taps {
+    __m128 x, y1, y2, y3, y4;
+};
+
+/// Per-sample coefficients, the same for both lanes.
+struct StepCoefs {
+    __m128 p, k, feedback;
+    // Powers of p times the feedback: how much each pole sees of the last output.
+    __m128 e1, e2, e3, e4;
+
+    StepCoefs(float pv, float kv, float fv) {
+        const float e1v = pv * fv;
+        const float e2v = e1v * pv;
+        const float e3v = e2v * pv;
+        p = _mm_set1_ps(pv);
+        k = _mm_set1_ps(kv);
+        feedback = _mm_set1_ps(fv);
+        e1 = _mm_set1_ps(e1v);
+        e2 = _mm_set1_ps(e2v);
+        e3 = _mm_set1_ps(e3v);
+        e4 = _mm_set1_ps(e3v * pv + kv);
+    }
+};
+
+const __m128 kClip = _mm_set1_ps(1.414f);
+const __m128 kSixth = _mm_set1_ps(1.0f / 6.0f);
+const __m128 kSignBit = _mm_set1_ps(-0.0f);
+/// The cubic at the clip bound, by the same operations as in the step: about 0.943.
+const float kEdgeValue = 1.414f - (1.414f * 1.414f) * (1.414f * (1.0f / 6.0f));
+const __m128 kEdge = _mm_set1_ps(kEdgeValue);
+
+/// clip(y, +-1.414) then y - y^3 / 6. The cubic is taken of the unclipped value beside the
+/// test, and the clipped ends replaced by the cubic's value at the bound: the same result with
+/// a shorter path from one sample to the next. A NaN takes the bound, as the clip would.
+inline __m128 clipCubic(__m128 y) {
+    const __m128 sixth = _mm_mul_ps(y, kSixth);
+    const __m128 cubic = _mm_sub_ps(y, _mm_mul_ps(_mm_mul_ps(y, y), sixth));
+    const __m128 outside = _mm_cmpnle_ps(_mm_andnot_ps(kSignBit, y), kClip);
+    const __m128 edge = _mm_or_ps(_mm_and_ps(y, kSignBit), kEdge);
+    return _mm_or_ps(_mm_and_ps(outside, edge), _mm_andnot_ps(outside, cubic));
+}
+
+/// One sample through four poles: y' = (x + x_prev) p - k y for each pole, then the clip and
+/// cubic on the last. Each pole's output is written as a part known before the sample starts
+/// plus a multiple of the last output y4, so the only recursion left between samples is
+/// y4 -> multiply-subtract -> clip, not the walk through all four poles.
+inline Taps step(StagePair& s, __m128 in, const StepCoefs& c, bool withFeedback) {
+    const __m128 y4old = s.y4;
+    const __m128 b1 =
+        _mm_add_ps(_mm_mul_ps(c.p, in), _mm_sub_ps(_mm_mul_ps(c.p, s.x1), _mm_mul_ps(c.k, s.y1)));
+    const __m128 b2 =
+        _mm_add_ps(_mm_mul_ps(c.p, b1), _mm_sub_ps(_mm_mul_ps(c.p, s.x2), _mm_mul_ps(c.k, s.y2)));
+    const __m128 b3 =
+        _mm_add_ps(_mm_mul_ps(c.p, b2), _mm_sub_ps(_mm_mul_ps(c.p, s.x3), _mm_mul_ps(c.k, s.y3)));
+    const __m128 b4 = _mm_add_ps(_mm_mul_ps(c.p, b3), _mm_mul_ps(c.p, s.x4));
+    __m128 x, y1, y2, y3, y4;
+    if (withFeedback) {
+        x = _mm_sub_ps(in, _mm_mul_ps(c.feedback, y4old));
+        y1 = _mm_sub_ps(b1, _mm_mul_ps(c.e1, y4old));
+        y2 = _mm_sub_ps(b2, _mm_mul_ps(c.e2, y4old));
+        y3 = _mm_sub_ps(b3, _mm_mul_ps(c.e3, y4old));
+        y4 = _mm_sub_ps(b4, _mm_mul_ps(c.e4, y4old));
+    } else {
+        x = in;
+        y1 = b1;
+        y2 = b2;
+        y3 = b3;
+        y4 = _mm_sub_ps(b4, _mm_mul_ps(c.k, y4old));
+    }
+    y4 = clipCubic(y4);
+    s.x1 = x;
+    s.x2 = y1;
+    s.x3 = y2;
+    s.x4 = y3;
+    s.y1 = y1;
+    s.y2 = y2;
+    s.y3 = y3;
+    s.y4 = y4;
+    return {x, y1, y2, y3, y4};
+}
+
+inline __m128 loadPair(const float* l, const float* r, int i) {
+    return _mm_unpacklo_ps(_mm_load_ss(l + i), _mm_load_ss(r + i));
+}
+
+inline void storePair(float* l, float* r, int i, __m128 v) {
+    _mm_store_ss(l + i, v);
+    _mm_store_ss(r + i, _mm_shuffle_ps(v, v, _MM_SHUFFLE(1, 1, 1, 1)));
+}
+
+void applyGain(const FilterBlock& b) {
+    for (int i = 0; i < b.frames; ++i) {
+        b.outL[i] *= b.gain[i];
+        b.outR[i] *= b.gain[i];
+    }
+}
+
+template <int Mode> void perfectoLoop(PerfectoState& st, const FilterBlock& b, int from, int to) {
+    StagePair a, c;
+    a.load(st.stage[0], st.stage[2]);
+    c.load(st.stage[1], st.stage[3]);
+    const __m128 two = _mm_set1_ps(2.0f);
+    const __m128 inScale = _mm_set1_ps(0.6f);
+    const __m128 between = _mm_set1_ps(4.3f);
+    for (int i = from; i < to; ++i) {
+        const StepCoefs k(b.cutCoef[i], b.damping[i], b.resCoef[i]);
+        const __m128 in = loadPair(b.inL, b.inR, i);
+        __m128 out;
+        if (Mode == LadderFilter::kLp4) {
+            out = step(a, _mm_mul_ps(two, in), k, true).y4;
+        } else if (Mode == LadderFilter::kBp4) {
+            const Taps first = step(a, _mm_mul_ps(inScale, in), k, false);
+            const __m128 bp = _mm_sub_ps(first.y4, first.y1);
+            const Taps second = step(c, _mm_mul_ps(between, bp), k, true);
+            out = _mm_sub_ps(second.y4, second.y1);
+        } else if (Mode == LadderFilter::kHp4) {
+            const Taps first = step(a, _mm_mul_ps(inScale, in), k, false);
+            const __m128 hp = _mm_sub_ps(first.x, first.y4);
+            const Taps second = step(c, _mm_mul_ps(between, hp), k, true);
+            out = _mm_sub_ps(second.x, second.y4);
+        } else {
+            const __m128 doubled = _mm_mul_ps(two, in);
+            const Taps t = step(a, doubled, k, true);
+            out = _mm_add_ps(_mm_sub_ps(t.y4, t.y1), doubled);
+        }
+        storePair(b.outL, b.outR, i, out);
+    }
+    a.store(st.stage[0], st.stage[2]);
+    c.store(st.stage[1], st.stage[3]);
+}
+
+template <int Pole> void acidoLoop(AcidoState& st, const FilterBlock& b, int from, int to) {
+    StagePair a;
+    a.load(st.stage[0], st.stage[1]);
+    for (int i = from; i < to; ++i) {
+        const StepCoefs k(b.cutCoef[i], b.damping[i], b.resCoef[i]);
+        const Taps t = step(a, loadPair(b.inL, b.inR, i), k, true);
+        storePair(b.outL, b.outR, i, Pole == 1 ? t.y1 : Pole == 2 ? t.y2 : Pole == 3 ? t.y3 : t.y4);
+    }
+    a.store(st.stage[0], st.stage[1]);
+}
+
+} // namespace
+
+void PerfectoState::clear() {
+    for (LadderState& s : stage) s = LadderState{};
+}
+
+void AcidoState::clear() {
+    for (LadderState& s : stage) s = LadderState{};
+}
+
+void LadderFilter::renderPerfecto(PerfectoState& st, int mode, const FilterBlock& b) {
+    prepare(st.cache, false, mode, b);
+    runSegments(
+        b,
+        [&](int from, int to) {
+            switch (mode) {
+            case kLp4:
+                perfectoLoop<kLp4>(st, b, from, to);
+                break;
+            case kBp4:
+                perfectoLoop<kBp4>(st, b, from, to);
+                break;
+            case kHp4:
+                perfectoLoop<kHp4>(st, b, from, to);
+                break;
+            default:
+                perfectoLoop<kPeak>(st, b, from, to);
+                break;
+            }
+        },
+        [&] { st.clear(); });
+    applyGain(b);
+}
+
+void LadderFilter::renderAcido(AcidoState& st, int mode, const FilterBlock& b) {
+    prepare(st.cache, true, mode, b);
+    runSegments(
+        b,
+        [&](int from, int to) {
+            switch (mode) {
+            case 0:
+                acidoLoop<1>(st, b, from, to);
+                break;
+            case 1:
+                acidoLoop<2>(st, b, from, to);
+                break;
+            case 2:
+                acidoLoop<3>(st, b, from, to);
+                break;
+            default:
+                acidoLoop<4>(st, b, from, to);
+                break;
+            }
+        },
+        [&] { st.clear(); });
+    applyGain(b);
+}
+
+} // namespace torvo

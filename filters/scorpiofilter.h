@@ -1,0 +1,40 @@
+#pragma once
+// "Scorpio": two- and four-pole filters with a nonlinear feedback around the second pole.
+// The Red flavour soft-clips its feedback and shapes its output through a curve; the Black
+// flavour limits its feedback on the negative side only. Each sample runs four iterations.
+
+#include "filters/filterblock.h"
+
+namespace torvo {
+
+struct ScorpioChannel {
+    float s1 = 0.0f, s2 = 0.0f, s3 = 0.0f, s4 = 0.0f;
+    /// Second four-pole of "BlackBP4".
+    float t1 = 0.0f, t2 = 0.0f, t3 = 0.0f, t4 = 0.0f;
+};
+
+struct ScorpioCoefCache {
+    float cut = -1.0f;
+    float res = -1.0f;
+    float ratio = 0.0f;
+    int mode = -1;
+    float g = 0.0f, k = 0.0f, k2 = 0.0f, drive = 0.0f;
+};
+
+struct ScorpioState {
+    /// The mode the cells were last run in; a new mode starts from zero.
+    int mode = -1;
+    ScorpioChannel channel[2];
+    ScorpioCoefCache cache;
+    void clear();
+};
+
+class ScorpioFilter {
+public:
+    enum Mode { kRedLp2 = 0, kRedLp4, kBlackLp2, kBlackLp4, kBlackHp4, kBlackBp4 };
+
+    /// Modes 0..5.
+    static void render(ScorpioState& state, int mode, const FilterBlock& b);
+};
+
+} // namespace torvo
