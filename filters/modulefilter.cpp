@@ -119,7 +119,10 @@ void ModuleFilter::setNoteStreams(float* const* pitch, float* const* gateWords) 
 
 void ModuleFilter::updateSmoothers(int frames) {
     for (ParamSmoother* s : {&cut1, &res1, &cut2, &res2, &balance}) s->process(frames, sampleRate);
-    if (!pitchWired && plugin && plugin->midi()) pitchStreams = plugin->midi()->pitchTable();
+    if (!pitchWired && plugin && plugin->midi()) {
+        pitchStreams = plugin->midi()->pitchTable();
+        triggerStreams = plugin->midi()->triggerTable();
+    }
 }
 
 const float* ModuleFilter::modulate(int localIndex, const float* base, float* own, int frames,
@@ -134,8 +137,11 @@ const float* ModuleFilter::modulate(int localIndex, const float* base, float* ow
 
 void ModuleFilter::collectGateEvents(VoiceFilter& f, int voice, int frames, GateEvents& events) {
     const float* words = gateStreams ? gateStreams[voice] : nullptr;
+    const TriggerRecord* records = triggerStreams ? triggerStreams[voice] : nullptr;
     if (words)
         std::copy(words, words + frames, f.gate);
+    else if (records)
+        for (int i = 0; i < frames; ++i) f.gate[i] = static_cast<float>(records[i].trigger2);
     else
         std::fill(f.gate, f.gate + frames, 0.0f);
     events.count = 0;

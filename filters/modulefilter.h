@@ -6,6 +6,7 @@
 
 #include "engine/module.h"
 #include "engine/paramsmoother.h"
+#include "engine/notevoice.h"
 #include "filters/filterblock.h"
 #include "filters/filterslot.h"
 
@@ -110,6 +111,8 @@ private:
     std::array<StereoPtr, kVoiceCount> outputTable{};
     float* const* pitchStreams = nullptr;
     float* const* gateStreams = nullptr;
+    /// In an engine the gate is word 8 of the note module's stream.
+    TriggerRecord* const* triggerStreams = nullptr;
     bool pitchWired = false;
     int maxFrames = 0;
 };

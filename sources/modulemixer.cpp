@@ -1,9 +1,35 @@
 #include "sources/modulemixer.h"
 
 #include "engine/engineshared.h"
+#include "engine/modulematrix.h"
 #include "engine/pool.h"
 
+#include <algorithm>
+
 namespace torvo {
+
+namespace {
+/// Adds one oscillator to the two buses. Pan and split share one law: flat up to the centre,
+/// then a linear fall on the far side.
+void mixOne(int frames, const float* __restrict inL, const float* __restrict inR,
+            const float* __restrict a, const float* __restrict p, const float* __restrict to,
+            float* __restrict b1L, float* __restrict b1R, float* __restrict b2L,
+            float* __restrict b2R) {
+    const int padded = (frames + 3) & ~3;
+    for (int j = 0; j < padded; ++j) {
+        const float panL = std::min(2.0f - 2.0f * p[j], 1.0f);
+        const float panR = std::min(2.0f * p[j], 1.0f);
+        const float toOne = std::min(2.0f - 2.0f * to[j], 1.0f);
+        const float toTwo = std::min(2.0f * to[j], 1.0f);
+        const float left = a[j] * inL[j] * panL;
+        const float right = a[j] * inR[j] * panR;
+        b1L[j] += toOne * left;
+        b1R[j] += toOne * right;
+        b2L[j] += toTwo * left;
+        b2R[j] += toTwo * right;
+    }
+}
+} // namespace
 
 void ModuleMixer::createVoices() {
     for (int v = 0; v < kVoiceCount; ++v) voices[v] = &mixVoices[v];
@@ -72,8 +98,42 @@ void ModuleMixer::wireVoice(int voice, const StereoPtr osc[kMixerInputs]) {
     for (int i = 0; i < kMixerInputs; ++i) mixVoices[voice].osc[i] = osc[i];
 }
 
+void ModuleMixer::renderVoice(int voice, int frames) {
+    VoiceMixer& m = mixVoices[voice];
+    const int padded = (frames + 3) & ~3;
+    float* b1L = m.bus1L;
+    float* b1R = m.bus1R;
+    float* b2L = m.bus2L;
+    float* b2R = m.bus2R;
+    std::fill(b1L, b1L + padded, 0.0f);
+    std::fill(b1R, b1R + padded, 0.0f);
+    std::fill(b2L, b2L + padded, 0.0f);
+    std::fill(b2R, b2R + padded, 0.0f);
+    auto buffer = [&](int local, const float* base) {
+        return matrix ? matrix->modulatedBuffer(paramId(local), base, frames, voice) : base;
+    };
+    for (int o = 0; o < kMixerInputs; ++o) {
+        if (!sounding[o] || !oscOn[o]) continue;
+        const float* inL = m.osc[o].left;
+        const float* inR = m.osc[o].right;
+        if (!inL || !inR) break;
+        const float* a = buffer(kMixerInputs + o, levelSmoother[o].data());
+        const float* p = buffer(o, pan[o].data());
+        const float* to = buffer(2 * kMixerInputs + o, mixTo[o].data());
+        mixOne(frames, inL, inR, a, p, to, b1L, b1R, b2L, b2R);
+    }
+}
+
 void ModuleMixer::process(int frames, int use) {
     updateSmoothers(frames);
+    if (frames <= 0 || !shared || !mixVoices[0].bus1L) return;
+    if (shared->monoMode) {
+        if (shared->active[kMonoVoice]) renderVoice(kMonoVoice, frames);
+        return;
+    }
+    for (int v = 0; v < kMonoVoice; ++v)
+        if (shared->active[v]) renderVoice(v, frames);
+    if (use == 2) renderVoice(kMonoVoice, frames);
 }
 
 const StereoPtr* ModuleMixer::getStereoOutputs(int index) {

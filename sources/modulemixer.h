@@ -37,6 +37,8 @@ public:
     const StereoPtr* getStereoOutputs(int index) override;
 
     void wireVoice(int voice, const StereoPtr osc[kMixerInputs]);
+    /// Mixes one voice's wired oscillators onto its two buses.
+    void renderVoice(int voice, int frames);
 
     /// Raw `mix_oscN` value: the oscillator renders only while it is non-zero.
     float level(int osc) const { return levels[osc]; }

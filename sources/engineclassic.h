@@ -1,0 +1,29 @@
+#pragma once
+// "Classic": a band-limited saw that ctrlA turns into a pulse (a second saw, shifted by the
+// width ctrlB, subtracted) and wtmix blends into the selected wave, read at the same shift.
+// Which of three loops runs is decided once a block, so the common plain saw pays for one
+// table read per sample and copy.
+
+#include "sources/oscblock.h"
+
+#include <array>
+
+namespace torvo {
+
+class EngineClassic {
+public:
+    enum Variant { kSawOnly, kWaveOnly, kBoth };
+
+    void allocate(Pool& pool, int frames) { buffers.allocate(pool, frames); }
+    void seedPhases(const float* phases);
+    void render(const OscBlock& b);
+    /// The loop render() picks for a block.
+    static Variant variantFor(const OscBlock& b);
+    float* left() const { return buffers.sumL; }
+    float* right() const { return buffers.sumR; }
+
+    std::array<TableReader, kUnisonSlots> readers;
+    EngineBuffers buffers;
+};
+
+} // namespace torvo

@@ -1,0 +1,94 @@
+#include "sources/enginefm.h"
+
+#include "engine/pool.h"
+
+#include <cmath>
+
+namespace torvo {
+
+namespace {
+/// 48 semitones on the 0..1 pitch scale.
+constexpr float kModRange = 0.37795275f;
+constexpr float kGlideEnd = 0.0001f;
+} // namespace
+
+void DepthGlide::fill(const float* ctrlA, const float* retrig, bool sounding, float step,
+                      float* out, int frames) {
+    for (int i = 0; i < frames; ++i) {
+        if (retrig[i] == 1.0f && sounding) gliding = true;
+        if (gliding) {
+            const float e = ctrlA[i] - y;
+            y += e * step;
+            if (std::fabs(e) < kGlideEnd) gliding = false;
+        } else {
+            y = ctrlA[i];
+        }
+        out[i] = y;
+    }
+}
+
+void EngineFM::allocate(Pool& pool, int frames) {
+    buffers.allocate(pool, frames);
+    pitch = pool.get("fm pitch", frames);
+    modNote = pool.get("fm mod note", frames);
+    plainOut = pool.get("fm plain", frames);
+    modOut = pool.get("fm mod", frames);
+    depthBuf = pool.get("fm depth", frames);
+}
+
+void EngineFM::seedPhases(const float* phases) {
+    for (int i = 0; i < kUnisonSlots; ++i) {
+        plain[i].seed(phases[i]);
+        modulator[i].seed(phases[i]);
+        carrier[i].seed(phases[i]);
+    }
+}
+
+void EngineFM::render(const OscBlock& b) {
+    const int n = b.frames;
+    const int padded = (n + 3) & ~3;
+    clearBlock(buffers.sumL, n);
+    clearBlock(buffers.sumR, n);
+    // The pitch is smoothed so that steps of the stream do not ring through the modulator.
+    float y = smoothPitch < 0.0f ? b.pitch[0] : smoothPitch;
+    for (int i = 0; i < n; ++i) {
+        y += 0.2f * (b.pitch[i] - y);
+        pitch[i] = y;
+    }
+    for (int i = n; i < padded; ++i) pitch[i] = y;
+    smoothPitch = y;
+    depth.fill(b.ctrlA, b.retrig, b.envAtRetrig != 0.0f, 400.0f / b.sampleRate, depthBuf, n);
+
+    // The readers may take their steady loop only when their own notes hold still.
+    ReaderBlock carrierBlock = b.reader;
+    carrierBlock.notesSteady = isConstant(pitch, n);
+    ReaderBlock plainBlock = carrierBlock;
+    plainBlock.notesSteady = carrierBlock.notesSteady && isConstant(b.ctrlB, n);
+    ReaderBlock sine = plainBlock;
+    sine.wave = waveAddress(0);
+    const float* B = b.ctrlB;
+    const float* W = b.wtmix;
+    for (int slot = 0; slot < b.count; ++slot) {
+        const float det = b.detune[slot];
+        for (int i = 0; i < padded; ++i) {
+            const float m = (pitch[i] + B[i] * kModRange) * 127.0f + det;
+            modNote[i] = m < 0.0f ? 0.0f : (m > 127.0f ? 127.0f : m);
+        }
+        slotNotes(pitch, det, buffers.note, n, carrierBlock.notesSteady);
+        const auto levels = [](const float*, const float* la, const float* lb, float wa, float wb,
+                               float p, int) { return readLevels(la, lb, wa, wb, p); };
+        plain[slot].run(plainBlock, slot, modNote, b.retrig, plainOut, n, levels);
+        modulator[slot].run(sine, slot, modNote, b.retrig, modOut, n, levels);
+        for (int i = 0; i < padded; ++i) modOut[i] *= depthBuf[i] * 4096.0f;
+        const float* mod = modOut;
+        carrier[slot].run(
+            carrierBlock, slot, buffers.note, b.retrig, buffers.slot, n,
+            [mod](const float*, const float* la, const float* lb, float wa, float wb, float p,
+                  int i) { return readLevels(la, lb, wa, wb, wrapOnce(p + mod[i])); });
+        for (int i = 0; i < padded; ++i)
+            buffers.slot[i] = (1.0f - W[i]) * buffers.slot[i] + W[i] * plainOut[i];
+        addToSums(buffers.slot, b.levelL[slot], b.levelR[slot], buffers.sumL, buffers.sumR, n);
+    }
+}
+
+} // namespace torvo

@@ -1,0 +1,56 @@
+#pragma once
+// Four table reads side by side. The phases of a group of 4 samples are computed in one
+// register; the table cells are then fetched as (value, difference) pairs, two floats per
+// load, and interpolated together. Only the fetches stay scalar.
+
+#include "sources/wavebank.h"
+
+#include <emmintrin.h>
+
+namespace torvo::simd {
+
+/// Float index (even, 0..8190) and fraction of four phases in [0, 4096).
+struct Cells {
+    __m128i index;
+    __m128 frac;
+};
+
+inline Cells cellsOf(__m128 phase) {
+    const __m128i whole = _mm_cvttps_epi32(phase);
+    const __m128 frac = _mm_sub_ps(phase, _mm_cvtepi32_ps(whole));
+    const __m128i index = _mm_slli_epi32(_mm_and_si128(whole, _mm_set1_epi32(kTablePoints - 1)), 1);
+    return {index, frac};
+}
+
+/// The cells moved by a phase offset in float-index units (even), wrapped in the table.
+inline __m128i shifted(__m128i index, __m128i offset) {
+    return _mm_and_si128(_mm_add_epi32(index, offset), _mm_set1_epi32(kTableFloatMask - 1));
+}
+
+inline __m128 pairAt(const float* table, int index) {
+    return _mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(table + index));
+}
+
+/// Linear reads of `table` at four cells with their fractions.
+inline __m128 read4(const float* table, __m128i index, __m128 frac) {
+    alignas(16) int at[4];
+    _mm_store_si128(reinterpret_cast<__m128i*>(at), index);
+    const __m128 p01 = _mm_movelh_ps(pairAt(table, at[0]), pairAt(table, at[1]));
+    const __m128 p23 = _mm_movelh_ps(pairAt(table, at[2]), pairAt(table, at[3]));
+    const __m128 value = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(2, 0, 2, 0));
+    const __m128 diff = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(3, 1, 3, 1));
+    return _mm_add_ps(value, _mm_mul_ps(frac, diff));
+}
+
+/// Phases base + (i + lane) * inc for lanes 0..3, wrapped into [0, 4096).
+inline __m128 phases4(float base, float inc, int i) {
+    const __m128 lane = _mm_setr_ps(0.0f, 1.0f, 2.0f, 3.0f);
+    __m128 q = _mm_add_ps(
+        _mm_set1_ps(base),
+        _mm_mul_ps(_mm_add_ps(_mm_set1_ps(static_cast<float>(i)), lane), _mm_set1_ps(inc)));
+    const __m128 cycles =
+        _mm_cvtepi32_ps(_mm_cvttps_epi32(_mm_mul_ps(q, _mm_set1_ps(1.0f / 4096.0f))));
+    return _mm_sub_ps(q, _mm_mul_ps(cycles, _mm_set1_ps(4096.0f)));
+}
+
+} // namespace torvo::simd

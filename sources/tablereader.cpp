@@ -1,0 +1,109 @@
+#include "sources/tablereader.h"
+
+#include <algorithm>
+
+namespace torvo {
+
+void TableReader::prepare(const ReaderBlock& rb, float firstNote) {
+    fadeStep = rb.fadeStep;
+    fadeAllowed = rb.fadeAllowed;
+    voiceFresh = rb.voiceFresh;
+    voiceIndex = rb.voiceIndex > 16 || rb.voiceIndex < 0 ? 0 : rb.voiceIndex;
+    if (!lastWave) lastWave = rb.wave;
+    if (!sawTable) lookUp(firstNote);
+}
+
+bool isConstant(const float* x, int frames) {
+    const float first = x[0];
+    int differ = 0;
+    for (int i = 1; i < frames; ++i) differ |= x[i] != first;
+    return differ == 0;
+}
+
+void TableReader::lookUp(float note) {
+    const float n = std::clamp(note, 0.0f, 127.0f);
+    const int j = noteToPitchIndex(n);
+    const int whole = static_cast<int>(n);
+    const float* wave = lastWave ? lastWave : waveAddress(0);
+    levelA = wave + levelOffsetA[whole];
+    levelB = wave + levelOffsetB[whole];
+    weightB = levelWeightB[whole];
+    weightA = 1.0f - weightB;
+    increment = pitchIncrementTable()[std::min(j, kPitchIndexCount - 1)] * incrementRatio;
+    sawTable = sawAddress(whole);
+    pitchIndex = j;
+}
+
+void TableReader::takeStart(const ReaderBlock& rb, int slot) {
+    switch (rb.startMode) {
+    case kStartRandom:
+        if (rb.bag) phase = rb.bag->draw();
+        break;
+    case kStartAnalog: {
+        const float r = rb.bag ? rb.bag->draw() : 0.0f;
+        const float* last = rb.lastReaderPhase ? rb.lastReaderPhase[slot] : nullptr;
+        if (rb.secondsSinceNoteOn > 1.5f || !last) {
+            phase = r;
+        } else {
+            // A quick new note starts close to where the previous one stood, as a free
+            // running analog oscillator would, with a little scatter.
+            float p = r * 0.01f + *last;
+            if (p >= 4096.0f) p -= 4096.0f;
+            phase = p;
+        }
+        break;
+    }
+    case kStartFixed:
+        phase = static_cast<float>(slot + 1) / static_cast<float>(std::max(rb.count, 1)) *
+                rb.phaseValue * 4095.0f;
+        break;
+    default:
+        break;
+    }
+    if (rb.lastReaderPhase) rb.lastReaderPhase[slot] = &phase;
+}
+
+void TableReader::copyTablesToFade() {
+    fadeSawTable = sawTable;
+    fadeLevelA = levelA;
+    fadeLevelB = levelB;
+    fadeWeightB = weightB;
+    fadeWeightA = weightA;
+}
+
+void TableReader::takeNewWave(const float* wave, float note) {
+    lastWave = wave;
+    const int whole = static_cast<int>(std::clamp(note, 0.0f, 127.0f));
+    levelA = wave + levelOffsetA[whole];
+    levelB = wave + levelOffsetB[whole];
+}
+
+void slotNotes(const float* pitch, float detune, float* out, int frames, bool steady) {
+    if (steady) {
+        const float n = std::clamp(pitch[0] * 127.0f + detune, 0.0f, 127.0f);
+        std::fill(out, out + ((frames + 3) & ~3), n);
+        return;
+    }
+    for (int i = 0; i < frames; i += 4) {
+        for (int k = 0; k < 4; ++k) {
+            const float n = pitch[i + k] * 127.0f + detune;
+            out[i + k] = n < 0.0f ? 0.0f : (n > 127.0f ? 127.0f : n);
+        }
+    }
+}
+
+void addToSums(const float* in, float levelL, float levelR, float* sumL, float* sumR, int frames) {
+    for (int i = 0; i < frames; i += 4) {
+        for (int k = 0; k < 4; ++k) {
+            sumL[i + k] += levelL * in[i + k];
+            sumR[i + k] += levelR * in[i + k];
+        }
+    }
+}
+
+void clearBlock(float* buffer, int frames) {
+    const int padded = (frames + 3) & ~3;
+    std::fill(buffer, buffer + padded, 0.0f);
+}
+
+} // namespace torvo

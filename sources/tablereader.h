@@ -1,0 +1,285 @@
+#pragma once
+// The phase reader behind every oscillator engine. A reader keeps a float phase in table
+// points, looks its increment, saw table and wave levels up only when the quantised pitch
+// moves, and hides every discontinuity it causes behind a short crossfade: a retrigger lets the
+// old sound run out over 4.5 ms while the new start fades in, and a change of wave waits for
+// the next phase wrap and then fades from the old wave to the new one at the same phase.
+//
+// What a sample is made of differs per engine, so run() takes a small policy object that reads
+// the tables (the same read serves the outgoing sound of a fade) and may react to wraps.
+
+#include "sources/pitchincrement.h"
+#include "sources/simdread.h"
+#include "sources/startphasebag.h"
+#include "sources/unisontables.h"
+#include "sources/wavebank.h"
+
+namespace torvo {
+
+/// Start modes of a retriggered reader.
+enum StartMode : int {
+    kStartRandom = 0, ///< a phase from the module's bag
+    kStartAnalog = 1, ///< near the phase the last retriggered reader of the slot had
+    kStartFixed = 2,  ///< the slot's fixed offset
+    kStartFree = 99,  ///< the phase keeps running
+};
+
+/// What every reader of one voice needs to know for a block.
+struct ReaderBlock {
+    int startMode = kStartRandom;
+    /// Modulated `osc1_phase` start value, 0..1.
+    float phaseValue = 0.0f;
+    /// Copies in the stack, 1..9.
+    int count = 1;
+    float fadeStep = 220.5f / 44100.0f;
+    bool fadeAllowed = false;
+    const bool* voiceFresh = nullptr;
+    int voiceIndex = 0;
+    float secondsSinceNoteOn = 10.0f;
+    StartPhaseBag* bag = nullptr;
+    /// Per slot: the phase of the reader last retriggered in that slot (module-wide).
+    float** lastReaderPhase = nullptr;
+    /// Base of the selected wave in the bank.
+    const float* wave = nullptr;
+    /// True when no sample of the block retriggers.
+    bool noRetrigger = false;
+    /// True when the notes the readers are given hold one value for the whole block.
+    bool notesSteady = false;
+};
+
+/// Where a slot's samples are summed, and at which levels.
+struct SlotSum {
+    float* sumL;
+    float* sumR;
+    float levelL;
+    float levelR;
+};
+
+/// Policy of a plain reader: nothing happens at a wrap, the phase is never forced.
+struct ReaderHooks {
+    /// Readers with hooks need the sample-by-sample loop; plain ones may take the steady one.
+    static constexpr bool kPlain = true;
+    void wrapped(int) {}
+    bool forceZero(int) const { return false; }
+};
+
+class TableReader {
+public:
+    /// Sets the phase without a fade (creation of a voice).
+    void seed(float startPhase) { phase = startPhase; }
+    /// Forgets the cached pitch, so the next sample looks everything up again.
+    void invalidate() { pitchIndex = -1; }
+
+    /// Renders `frames` samples at the per-sample notes (0..127) into `out`. `read` is called as
+    /// read(saw, levelA, levelB, weightA, weightB, phase, i); `hooks` as in ReaderHooks.
+    template <class Read, class Hooks = ReaderHooks>
+    void run(const ReaderBlock& rb, int slot, const float* note, const float* retrig, float* out,
+             int frames, Read read, Hooks hooks = Hooks());
+    /// As run(), then adds the samples into the sums at the slot's levels. A steady block
+    /// sums directly and leaves `out` untouched.
+    template <class Read>
+    void runInto(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
+                 float* out, int frames, Read read, const SlotSum& sum);
+    /// As runInto(), with a second form of the read for a steady block that takes four cells
+    /// at once: vread(cells, i) -> __m128 for samples i..i+3, with the tables of this reader.
+    template <class Read, class VRead>
+    void runVectorInto(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
+                       float* out, int frames, Read read, VRead vread, const SlotSum& sum);
+
+    int pitchIndex = -1;
+    float phase = 0.0f;
+    float increment = 0.0f;
+    const float* sawTable = nullptr;
+    const float* levelA = nullptr;
+    const float* levelB = nullptr;
+    float weightB = 0.0f;
+    float weightA = 1.0f;
+    const float* lastWave = nullptr;
+    float fadePhase = 0.0f;
+    float fadeIncrement = 0.0f;
+    const float* fadeSawTable = nullptr;
+    const float* fadeLevelA = nullptr;
+    const float* fadeLevelB = nullptr;
+    float fadeWeightB = 0.0f;
+    float fadeWeightA = 1.0f;
+    bool fadeActive = false;
+    float fadeGain = 0.0f;
+    float fadeStep = 220.5f / 44100.0f;
+    bool fadeAllowed = false;
+    const bool* voiceFresh = nullptr;
+    int voiceIndex = 0;
+    /// Multiplies every looked-up increment (the engines that run at twice the rate use 0.5).
+    float incrementRatio = 1.0f;
+    bool waveChanged = false;
+
+private:
+    /// The block holds nothing that needs the per-sample checks: no retrigger, no fade, no
+    /// wave change and one pitch throughout.
+    bool steadyBlock(const ReaderBlock& rb) const {
+        return rb.noRetrigger && rb.notesSteady && !fadeActive && !waveChanged &&
+               lastWave == rb.wave;
+    }
+    void prepare(const ReaderBlock& rb, float firstNote);
+    template <class Read> void runSteady(float* out, int frames, Read& read);
+    template <class Read> void runSteadyInto(const SlotSum& sum, int frames, Read& read);
+    void lookUp(float note);
+    void takeStart(const ReaderBlock& rb, int slot);
+    void copyTablesToFade();
+    void takeNewWave(const float* wave, float note);
+};
+
+template <class Read, class Hooks>
+void TableReader::run(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
+                      float* out, int frames, Read read, Hooks hooks) {
+    prepare(rb, note[0]);
+    if constexpr (Hooks::kPlain) {
+        if (steadyBlock(rb)) {
+            if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
+            runSteady(out, frames, read);
+            return;
+        }
+    }
+    float p = phase;
+    for (int i = 0; i < frames; ++i) {
+        if (waveChanged) {
+            waveChanged = false;
+            if (!fadeActive && fadeAllowed) {
+                fadePhase = p;
+                fadeIncrement = increment;
+                fadeGain = 1.0f;
+                fadeActive = true;
+            }
+        }
+        if (retrig[i] == 1.0f && !fadeActive) {
+            phase = p;
+            if (fadeAllowed) {
+                fadePhase = p;
+                fadeIncrement = increment;
+                copyTablesToFade();
+                fadeGain = 1.0f;
+                fadeActive = !(voiceFresh && *voiceFresh);
+            }
+            takeStart(rb, slot);
+            p = phase;
+        }
+        if (hooks.forceZero(i)) p = 0.0f;
+        float s = read(sawTable, levelA, levelB, weightA, weightB, p, i);
+        const int j = noteToPitchIndex(note[i]);
+        if (j != pitchIndex) lookUp(note[i]);
+        p += increment;
+        if (p >= 4096.0f) {
+            p -= 4096.0f;
+            hooks.wrapped(i);
+            if (lastWave != rb.wave) {
+                copyTablesToFade();
+                takeNewWave(rb.wave, note[i]);
+                waveChanged = true;
+            }
+        }
+        if (fadeActive) {
+            const float f =
+                read(fadeSawTable, fadeLevelA, fadeLevelB, fadeWeightA, fadeWeightB, fadePhase, i);
+            s += fadeGain * (f - s);
+            fadePhase += fadeIncrement;
+            if (fadePhase >= 4096.0f) fadePhase -= 4096.0f;
+            fadeGain -= fadeStep;
+            if (!(fadeGain > 0.0f)) fadeActive = false;
+        }
+        out[i] = s;
+    }
+    phase = p;
+}
+
+template <class Read> void TableReader::runSteady(float* out, int frames, Read& read) {
+    // With one increment for the whole block each phase follows from the block's start, so
+    // the samples do not wait on each other and a group of 4 is computed side by side.
+    const float base = phase;
+    const float inc = increment;
+    constexpr float kInvCycle = 1.0f / 4096.0f;
+    const int padded = (frames + 3) & ~3;
+    for (int i = 0; i < padded; i += 4) {
+        for (int k = 0; k < 4; ++k) {
+            float q = base + static_cast<float>(i + k) * inc;
+            q -= static_cast<float>(static_cast<int>(q * kInvCycle)) * 4096.0f;
+            out[i + k] = read(sawTable, levelA, levelB, weightA, weightB, q, i + k);
+        }
+    }
+    float end = base + static_cast<float>(frames) * inc;
+    end -= static_cast<float>(static_cast<int>(end * kInvCycle)) * 4096.0f;
+    phase = end;
+}
+
+template <class Read> void TableReader::runSteadyInto(const SlotSum& sum, int frames, Read& read) {
+    const float base = phase;
+    const float inc = increment;
+    const float l = sum.levelL;
+    const float r = sum.levelR;
+    float* __restrict sumL = sum.sumL;
+    float* __restrict sumR = sum.sumR;
+    constexpr float kInvCycle = 1.0f / 4096.0f;
+    const int padded = (frames + 3) & ~3;
+    for (int i = 0; i < padded; i += 4) {
+        for (int k = 0; k < 4; ++k) {
+            float q = base + static_cast<float>(i + k) * inc;
+            q -= static_cast<float>(static_cast<int>(q * kInvCycle)) * 4096.0f;
+            const float s = read(sawTable, levelA, levelB, weightA, weightB, q, i + k);
+            sumL[i + k] += l * s;
+            sumR[i + k] += r * s;
+        }
+    }
+    float end = base + static_cast<float>(frames) * inc;
+    end -= static_cast<float>(static_cast<int>(end * kInvCycle)) * 4096.0f;
+    phase = end;
+}
+
+/// Adds `levelL` and `levelR` times `in` to the two sums, in groups of 4.
+void addToSums(const float* in, float levelL, float levelR, float* sumL, float* sumR, int frames);
+
+template <class Read>
+void TableReader::runInto(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
+                          float* out, int frames, Read read, const SlotSum& sum) {
+    prepare(rb, note[0]);
+    if (steadyBlock(rb)) {
+        if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
+        runSteadyInto(sum, frames, read);
+        return;
+    }
+    run(rb, slot, note, retrig, out, frames, read);
+    addToSums(out, sum.levelL, sum.levelR, sum.sumL, sum.sumR, frames);
+}
+
+template <class Read, class VRead>
+void TableReader::runVectorInto(const ReaderBlock& rb, int slot, const float* note,
+                                const float* retrig, float* out, int frames, Read read, VRead vread,
+                                const SlotSum& sum) {
+    prepare(rb, note[0]);
+    if (!steadyBlock(rb)) {
+        run(rb, slot, note, retrig, out, frames, read);
+        addToSums(out, sum.levelL, sum.levelR, sum.sumL, sum.sumR, frames);
+        return;
+    }
+    if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
+    const float base = phase;
+    const float inc = increment;
+    const __m128 l = _mm_set1_ps(sum.levelL);
+    const __m128 r = _mm_set1_ps(sum.levelR);
+    const int padded = (frames + 3) & ~3;
+    for (int i = 0; i < padded; i += 4) {
+        const __m128 s = vread(simd::cellsOf(simd::phases4(base, inc, i)), i);
+        _mm_storeu_ps(sum.sumL + i, _mm_add_ps(_mm_loadu_ps(sum.sumL + i), _mm_mul_ps(l, s)));
+        _mm_storeu_ps(sum.sumR + i, _mm_add_ps(_mm_loadu_ps(sum.sumR + i), _mm_mul_ps(r, s)));
+    }
+    float end = base + static_cast<float>(frames) * inc;
+    end -= static_cast<float>(static_cast<int>(end * (1.0f / 4096.0f))) * 4096.0f;
+    phase = end;
+}
+
+/// True when the first `frames` values of `x` are all the same.
+bool isConstant(const float* x, int frames);
+/// Note of a unison slot per sample: clamp(pitch * 127 + detune, 0, 127), in groups of 4.
+/// With `steady` (one pitch for the block) the buffer is just filled with the first note.
+void slotNotes(const float* pitch, float detune, float* out, int frames, bool steady = false);
+/// Zeroes a block buffer including its padding group.
+void clearBlock(float* buffer, int frames);
+
+} // namespace torvo
