@@ -126,6 +126,12 @@ void APlugin::renderSources(int frames) {
 }
 
 void APlugin::renderVoices(int frames) {
+    OscillatorInputs in;
+    in.noteStream = midiModule->triggerTable();
+    in.secondsSinceNoteOn = noteInterval;
+    in.heldNote = !heldNotes.empty();
+    in.polyphony = midiModule->polyphony;
+    for (ModuleOscillator* o : oscillators) o->setInputs(in);
     for (int o = 0; o < 4; ++o) {
         if (mixer->level(o) != 0.0f && !mixer->muted(o))
             oscillators[o]->process(frames, std::max(1, matrix->useOfSource(kSrcOsc1 + o)));
