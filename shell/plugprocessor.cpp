@@ -11,9 +11,11 @@
 #include "pluginterfaces/vst/ivstprocesscontext.h"
 #include "shell/plugids.h"
 #include "shell/processorparams.h"
+#include "workspace/config.h"
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 #include <new>
 
 namespace Steinberg {
@@ -51,9 +53,24 @@ tresult PLUGIN_API PlugProcessor::initialize(FUnknown* context) {
     microtuneCents.reserve(kMaxScaleFloats);
     microtuneCents.clear();
     microtuneActive = false;
-    // The user's default preset from the configuration replaces the defaults once the
-    // configuration store exists; until then a new instance starts from the table.
+    takeUserDefaultPreset();
     return kResultOk;
+}
+
+void PlugProcessor::takeUserDefaultPreset() {
+    // A new instance sounds like the user's own default preset when the configuration names
+    // one, so that a host saving before activation already stores that sound.
+    try {
+        torvo::Config config;
+        config.load(true);
+        const torvo::ConfigValues& settings = config.values();
+        if (!settings.defaultPresetName.empty() &&
+            settings.defaultPresetParams.size() >= size_t(torvo::kParamCount))
+            std::copy_n(settings.defaultPresetParams.begin(), torvo::kParamCount,
+                        parameters.begin());
+    } catch (const std::exception&) {
+        // An unreadable configuration leaves the table's defaults.
+    }
 }
 
 tresult PLUGIN_API PlugProcessor::terminate() {

@@ -50,6 +50,7 @@ private:
     bool bypassCheck(ProcessData& data);
     void renderInto(ProcessData& data);
     void reportDisplayState();
+    void takeUserDefaultPreset();
     void writeAllParameters();
     void applyMicrotuning();
     void sendSimpleMessage(const char* id);

@@ -168,8 +168,6 @@ TEST_F(ProcessorState, LegacyChunksGoToTheControllerWhole) {
 }
 
 TEST_F(ProcessorState, ControllerAnswersComponentStateWithTheProgram) {
-    GTEST_SKIP() << "the controller's answer to a component state arrives with the preset "
-                    "handshake of the full edit controller";
     // A project restore: the controller takes the component's state and sends its sound to the
     // processor as one program of 725 floats, with or without the trailing extras.
     std::vector<float> params(kTableSize);

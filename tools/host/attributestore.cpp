@@ -30,6 +30,9 @@ Attribute* AttributeStore::slotFor(const char* id, AttributeType type) {
         if (size_ == kCapacity) return nullptr;
         slot = &slots_[size_++];
         std::strcpy(slot->id, id);
+        // A reused slot must not carry an earlier attribute's bytes into this message.
+        slot->text.clear();
+        slot->bytes.clear();
     }
     slot->type = type;
     return slot;
