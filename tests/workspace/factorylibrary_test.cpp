@@ -1,6 +1,7 @@
 // The factory presets shipped in resources/Factory Presets: every file reads back as a sound
-// with its author, notes and tags, the library covers the usual categories, and it indexes as
-// the factory tree of a workspace.
+// with its author, notes and tags, every sound plays at a sane level and dies away after its
+// release, the library covers the usual categories, and it indexes as the factory tree of a
+// workspace. Set TORVO_FACTORY_LEVELS to print what each sound measured.
 
 #include "presets/presetjson.h"
 #include "support/testengine.h"
@@ -12,8 +13,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <map>
-#include <set>
 
 namespace torvo {
 namespace {
@@ -37,10 +39,11 @@ std::vector<fs::path> factoryFiles() {
 TEST(FactoryLibrary, EveryPresetReadsBackWithItsDescription) {
     auto bank = test::makeReadingBank();
     const std::vector<fs::path> files = factoryFiles();
-    ASSERT_GE(files.size(), 12u);
+    ASSERT_GE(files.size(), 48u);
     const TagInference rules;
     const int mixOsc1 = findParamId("mix_osc1");
     const int volume = findParamId("volume");
+    std::map<std::string, int> perFolder;
     for (const fs::path& file : files) {
         std::string error;
         std::unique_ptr<Preset> preset = readPresetForIndexing(file.string(), *bank, error);
@@ -59,47 +62,114 @@ TEST(FactoryLibrary, EveryPresetReadsBackWithItsDescription) {
         EXPECT_GT(preset->params()[volume], 0.2f) << file;
         // The name says the category, so the browser's search by word finds it too.
         const std::string folder = file.parent_path().filename().string();
+        ++perFolder[folder];
         if (folder != "Sequence") {
             EXPECT_EQ(rules.inferTag(file.stem().string()), folder) << file;
             EXPECT_EQ(preset->tags().front(), folder) << file;
         }
     }
+    for (const char* folder : {"Bass", "Lead", "Pad", "Keys", "Pluck", "Sequence", "FX"})
+        EXPECT_GE(perFolder[folder], 5) << folder;
+    EXPECT_EQ(perFolder.size(), 7u) << "a folder outside the usual categories";
 }
 
-TEST(FactoryLibrary, EverySoundPlaysANoteAudiblyAndStaysBounded) {
+// How a sound of a category is played and how long its tail may ring once the keys are up.
+struct PlayingStyle {
+    std::vector<int> keys;
+    double tailSeconds;
+};
+
+PlayingStyle styleFor(const std::string& category) {
+    if (category == "Bass") return {{36}, 3.0};
+    if (category == "Pad") return {{60, 63, 67}, 8.0};
+    if (category == "Keys") return {{60, 64, 67}, 4.0};
+    if (category == "FX") return {{48}, 8.0};
+    return {{60}, 4.0};
+}
+
+// What one sound measured: level while held, loudest sample, and how long it took to fall
+// silent after the keys were let go (negative when it never did within its allowance).
+struct SoundLevels {
+    double rmsDb = -200.0;
+    float peak = 0.0f;
+    bool finite = true;
+    double silentAfter = -1.0;
+    float lastPeak = 0.0f;
+};
+
+double toDb(double value) {
+    return 20.0 * std::log10(std::max(value, 1e-10));
+}
+
+SoundLevels playSound(const Preset& preset, const PlayingStyle& style) {
+    constexpr float kRate = 48000.0f;
+    constexpr int kBlock = 4096;
+    constexpr int kHeldBlocks = 12;   // about a second with the keys down
+    constexpr float kSilence = 1e-3f; // -60 dBFS, where a reverb tail counts as gone
+    auto engine = test::makeTestEngine(kRate, kBlock);
+    for (int i = 0; i < kParamCount; ++i) engine->setParameter(i, preset.params()[i], 0);
+    engine->refreshMatrix();
+    test::StereoBlock block(kBlock);
+    engine->render(block.pointers(), kBlock);
+    SoundLevels levels;
+    auto scan = [&](double* energy) {
+        float blockPeak = 0.0f;
+        for (int i = 0; i < kBlock; ++i) {
+            for (float v : {block.left[std::size_t(i)], block.right[std::size_t(i)]}) {
+                levels.finite = levels.finite && std::isfinite(v);
+                blockPeak = std::max(blockPeak, std::fabs(v));
+                if (energy) *energy += double(v) * double(v);
+            }
+        }
+        levels.peak = std::max(levels.peak, blockPeak);
+        return blockPeak;
+    };
+    for (int key : style.keys) engine->noteOn(0, key, 100);
+    double energy = 0.0;
+    for (int b = 0; b < kHeldBlocks; ++b) {
+        engine->render(block.pointers(), kBlock);
+        scan(&energy);
+    }
+    levels.rmsDb = toDb(std::sqrt(energy / (2.0 * kBlock * kHeldBlocks)));
+    for (int key : style.keys) engine->noteOff(0, key);
+    const int tailBlocks = int(style.tailSeconds * kRate / kBlock) + 1;
+    for (int b = 0; b < tailBlocks && levels.finite; ++b) {
+        engine->render(block.pointers(), kBlock);
+        levels.lastPeak = scan(nullptr);
+        if (levels.lastPeak < kSilence) {
+            levels.silentAfter = double(b + 1) * kBlock / kRate;
+            break;
+        }
+    }
+    return levels;
+}
+
+// Every sound, played as its category is played at 48 kHz: audible but never clipping while
+// the keys are held, finite, and silent within its allowance once they are let go.
+TEST(FactoryLibrary, EverySoundIsAudibleUnclippedAndFallsSilent) {
     auto bank = test::makeReadingBank();
-    constexpr int kBlock = 512;
-    constexpr int kBlocks = 86; // one second at 44.1 kHz
+    const bool report = std::getenv("TORVO_FACTORY_LEVELS") != nullptr;
+    double quietest = 0.0;
+    double loudest = -200.0;
     for (const fs::path& file : factoryFiles()) {
         std::string error;
         std::unique_ptr<Preset> preset = readPresetForIndexing(file.string(), *bank, error);
         ASSERT_TRUE(preset) << file;
-        auto engine = test::makeTestEngine(44100.0f, kBlock);
-        for (int i = 0; i < kParamCount; ++i) engine->setParameter(i, preset->params()[i], 0);
-        engine->refreshMatrix();
-        test::StereoBlock block(kBlock);
-        engine->render(block.pointers(), kBlock);
-        const bool bass = file.parent_path().filename() == "Bass";
-        engine->noteOn(0, bass ? 36 : 60, 100);
-        if (!bass) engine->noteOn(0, 64, 100);
-        double energy = 0.0;
-        float peak = 0.0f;
-        bool finite = true;
-        for (int b = 0; b < kBlocks; ++b) {
-            engine->render(block.pointers(), kBlock);
-            for (int i = 0; i < kBlock; ++i) {
-                for (float v : {block.left[std::size_t(i)], block.right[std::size_t(i)]}) {
-                    finite = finite && std::isfinite(v);
-                    peak = std::max(peak, std::fabs(v));
-                    energy += double(v) * double(v);
-                }
-            }
-        }
-        const double rms = std::sqrt(energy / (2.0 * kBlock * kBlocks));
-        EXPECT_TRUE(finite) << file;
-        EXPECT_GT(rms, 0.005) << file << " is too quiet";
-        EXPECT_LT(peak, 2.0f) << file << " is far too loud";
+        const PlayingStyle style = styleFor(file.parent_path().filename().string());
+        const SoundLevels levels = playSound(*preset, style);
+        quietest = std::min(quietest, levels.rmsDb);
+        loudest = std::max(loudest, levels.rmsDb);
+        if (report)
+            std::printf("%-36s rms %6.1f dB  peak %5.3f  silent after %4.2f s (last %.5f)\n",
+                        file.stem().string().c_str(), levels.rmsDb, double(levels.peak),
+                        levels.silentAfter, double(levels.lastPeak));
+        EXPECT_TRUE(levels.finite) << file;
+        EXPECT_GT(levels.rmsDb, -40.0) << file << " is too quiet";
+        EXPECT_LT(levels.peak, 1.0f) << file << " clips";
+        EXPECT_GT(levels.silentAfter, 0.0)
+            << file << " still sounds " << style.tailSeconds << " s after the release";
     }
+    if (report) std::printf("held level from %.1f to %.1f dB RMS\n", quietest, loudest);
 }
 
 TEST(FactoryLibrary, CoversTheUsualCategoriesAndIndexesAsTheFactoryTree) {
