@@ -17,9 +17,35 @@ const char* filterModeList(int type) {
     return type >= 0 && type < 7 ? kLists[type] : nullptr;
 }
 
+namespace {
+bool isRealMode(int type, int mode) {
+    return mode >= 0 && (mode <= 3 || (type == kFilterScorpio && mode <= 5));
+}
+} // namespace
+
+void FilterSlot::renderPair(FilterSlot& first, const FilterBlock& a, FilterSlot& second,
+                            const FilterBlock& b, int type, int mode) {
+    if (isRealMode(type, mode)) {
+        switch (type) {
+        case kFilterPerfecto:
+            LadderFilter::renderPerfectoPair(first.perfecto, a, second.perfecto, b, mode);
+            return;
+        case kFilterAcido:
+            LadderFilter::renderAcidoPair(first.acido, a, second.acido, b, mode);
+            return;
+        case kFilterScorpio:
+            ScorpioFilter::renderPair(first.scorpio, a, second.scorpio, b, mode);
+            return;
+        default:
+            break;
+        }
+    }
+    first.render(type, mode, a);
+    second.render(type, mode, b);
+}
+
 void FilterSlot::render(int type, int mode, const FilterBlock& b) {
-    const bool realMode = mode >= 0 && (mode <= 3 || (type == kFilterScorpio && mode <= 5));
-    if (!realMode) type = kFilterOff;
+    if (!isRealMode(type, mode)) type = kFilterOff;
     switch (type) {
     case kFilterPerfecto:
         LadderFilter::renderPerfecto(perfecto, mode, b);

@@ -36,6 +36,10 @@ struct FilterSlot {
     /// Runs the block through the model of `type`. Off, an unknown type, or a mode above 3 on
     /// any type but "Scorpio" passes the input through.
     void render(int type, int mode, const FilterBlock& b);
+    /// The same block of two voices' slots, each as render() would give it; the models that
+    /// run sample by sample take both voices in one pass.
+    static void renderPair(FilterSlot& first, const FilterBlock& a, FilterSlot& second,
+                           const FilterBlock& b, int type, int mode);
     /// Zeroes every model's memory except the comb's delay lines.
     void clearStates();
 };

@@ -95,6 +95,36 @@ void prepare(LadderCoefCache& cache, bool acido, int mode, const FilterBlock& b)
 struct StagePair {
     __m128 y1, y2, y3, y4, x1, x2, x3, x4;
 
+    /// Voice one's left and right in lanes 0 and 1, voice two's in lanes 2 and 3.
+    void load4(const LadderState& l, const LadderState& r, const LadderState& l2,
+               const LadderState& r2) {
+        y1 = _mm_setr_ps(l.y1, r.y1, l2.y1, r2.y1);
+        y2 = _mm_setr_ps(l.y2, r.y2, l2.y2, r2.y2);
+        y3 = _mm_setr_ps(l.y3, r.y3, l2.y3, r2.y3);
+        y4 = _mm_setr_ps(l.y4, r.y4, l2.y4, r2.y4);
+        x1 = _mm_setr_ps(l.x1, r.x1, l2.x1, r2.x1);
+        x2 = _mm_setr_ps(l.x2, r.x2, l2.x2, r2.x2);
+        x3 = _mm_setr_ps(l.x3, r.x3, l2.x3, r2.x3);
+        x4 = _mm_setr_ps(l.x4, r.x4, l2.x4, r2.x4);
+    }
+    static void lanes4(__m128 v, float& a, float& b, float& c, float& d) {
+        alignas(16) float f[4];
+        _mm_store_ps(f, v);
+        a = f[0];
+        b = f[1];
+        c = f[2];
+        d = f[3];
+    }
+    void store4(LadderState& l, LadderState& r, LadderState& l2, LadderState& r2) const {
+        lanes4(y1, l.y1, r.y1, l2.y1, r2.y1);
+        lanes4(y2, l.y2, r.y2, l2.y2, r2.y2);
+        lanes4(y3, l.y3, r.y3, l2.y3, r2.y3);
+        lanes4(y4, l.y4, r.y4, l2.y4, r2.y4);
+        lanes4(x1, l.x1, r.x1, l2.x1, r2.x1);
+        lanes4(x2, l.x2, r.x2, l2.x2, r2.x2);
+        lanes4(x3, l.x3, r.x3, l2.x3, r2.x3);
+        lanes4(x4, l.x4, r.x4, l2.x4, r2.x4);
+    }
     void load(const LadderState& l, const LadderState& r) {
         y1 = _mm_setr_ps(l.y1, r.y1, 0.0f, 0.0f);
         y2 = _mm_setr_ps(l.y2, r.y2, 0.0f, 0.0f);
@@ -144,6 +174,25 @@ struct StepCoefs {
         e2 = _mm_set1_ps(e2v);
         e3 = _mm_set1_ps(e3v);
         e4 = _mm_set1_ps(e3v * pv + kv);
+    }
+    /// Two voices: the first one's coefficients in lanes 0 and 1, the second's in 2 and 3,
+    /// each computed as for a voice alone.
+    StepCoefs(float pv, float kv, float fv, float pw, float kw, float fw) {
+        const float e1v = pv * fv;
+        const float e2v = e1v * pv;
+        const float e3v = e2v * pv;
+        const float e1w = pw * fw;
+        const float e2w = e1w * pw;
+        const float e3w = e2w * pw;
+        p = _mm_setr_ps(pv, pv, pw, pw);
+        k = _mm_setr_ps(kv, kv, kw, kw);
+        feedback = _mm_setr_ps(fv, fv, fw, fw);
+        e1 = _mm_setr_ps(e1v, e1v, e1w, e1w);
+        e2 = _mm_setr_ps(e2v, e2v, e2w, e2w);
+        e3 = _mm_setr_ps(e3v, e3v, e3w, e3w);
+        const float e4v = e3v * pv + kv;
+        const float e4w = e3w * pw + kw;
+        e4 = _mm_setr_ps(e4v, e4v, e4w, e4w);
     }
 };
 
@@ -220,16 +269,41 @@ void applyGain(const FilterBlock& b) {
     }
 }
 
-template <int Mode> void perfectoLoop(PerfectoState& st, const FilterBlock& b, int from, int to) {
-    StagePair a, c;
-    a.load(st.stage[0], st.stage[2]);
-    c.load(st.stage[1], st.stage[3]);
+/// The four lanes of two voices' blocks, voice one in lanes 0 and 1.
+struct PairIo {
+    const FilterBlock& a;
+    const FilterBlock& b;
+    StepCoefs coefs(int i) const {
+        return StepCoefs(a.cutCoef[i], a.damping[i], a.resCoef[i], b.cutCoef[i], b.damping[i],
+                         b.resCoef[i]);
+    }
+    __m128 in(int i) const { return _mm_setr_ps(a.inL[i], a.inR[i], b.inL[i], b.inR[i]); }
+    void out(int i, __m128 v) const {
+        alignas(16) float f[4];
+        _mm_store_ps(f, v);
+        a.outL[i] = f[0];
+        a.outR[i] = f[1];
+        b.outL[i] = f[2];
+        b.outR[i] = f[3];
+    }
+};
+
+/// The two low lanes of one voice's block.
+struct SingleIo {
+    const FilterBlock& a;
+    StepCoefs coefs(int i) const { return StepCoefs(a.cutCoef[i], a.damping[i], a.resCoef[i]); }
+    __m128 in(int i) const { return loadPair(a.inL, a.inR, i); }
+    void out(int i, __m128 v) const { storePair(a.outL, a.outR, i, v); }
+};
+
+template <int Mode, class Io>
+inline void perfectoSamples(StagePair& a, StagePair& c, const Io& io, int from, int to) {
     const __m128 two = _mm_set1_ps(2.0f);
     const __m128 inScale = _mm_set1_ps(0.6f);
     const __m128 between = _mm_set1_ps(4.3f);
     for (int i = from; i < to; ++i) {
-        const StepCoefs k(b.cutCoef[i], b.damping[i], b.resCoef[i]);
-        const __m128 in = loadPair(b.inL, b.inR, i);
+        const StepCoefs k = io.coefs(i);
+        const __m128 in = io.in(i);
         __m128 out;
         if (Mode == LadderFilter::kLp4) {
             out = step(a, _mm_mul_ps(two, in), k, true).y4;
@@ -248,21 +322,59 @@ template <int Mode> void perfectoLoop(PerfectoState& st, const FilterBlock& b, i
             const Taps t = step(a, doubled, k, true);
             out = _mm_add_ps(_mm_sub_ps(t.y4, t.y1), doubled);
         }
-        storePair(b.outL, b.outR, i, out);
+        io.out(i, out);
     }
+}
+
+template <int Mode> void perfectoLoop(PerfectoState& st, const FilterBlock& b, int from, int to) {
+    StagePair a, c;
+    a.load(st.stage[0], st.stage[2]);
+    c.load(st.stage[1], st.stage[3]);
+    perfectoSamples<Mode>(a, c, SingleIo{b}, from, to);
     a.store(st.stage[0], st.stage[2]);
     c.store(st.stage[1], st.stage[3]);
+}
+
+template <int Mode>
+void perfectoPairLoop(PerfectoState& s1, const FilterBlock& b1, PerfectoState& s2,
+                      const FilterBlock& b2) {
+    StagePair a, c;
+    a.load4(s1.stage[0], s1.stage[2], s2.stage[0], s2.stage[2]);
+    c.load4(s1.stage[1], s1.stage[3], s2.stage[1], s2.stage[3]);
+    perfectoSamples<Mode>(a, c, PairIo{b1, b2}, 0, b1.frames);
+    a.store4(s1.stage[0], s1.stage[2], s2.stage[0], s2.stage[2]);
+    c.store4(s1.stage[1], s1.stage[3], s2.stage[1], s2.stage[3]);
+}
+
+template <int Pole, class Io>
+inline void acidoSamples(StagePair& a, const Io& io, int from, int to) {
+    for (int i = from; i < to; ++i) {
+        const Taps t = step(a, io.in(i), io.coefs(i), true);
+        io.out(i, Pole == 1 ? t.y1 : Pole == 2 ? t.y2 : Pole == 3 ? t.y3 : t.y4);
+    }
 }
 
 template <int Pole> void acidoLoop(AcidoState& st, const FilterBlock& b, int from, int to) {
     StagePair a;
     a.load(st.stage[0], st.stage[1]);
-    for (int i = from; i < to; ++i) {
-        const StepCoefs k(b.cutCoef[i], b.damping[i], b.resCoef[i]);
-        const Taps t = step(a, loadPair(b.inL, b.inR, i), k, true);
-        storePair(b.outL, b.outR, i, Pole == 1 ? t.y1 : Pole == 2 ? t.y2 : Pole == 3 ? t.y3 : t.y4);
-    }
+    acidoSamples<Pole>(a, SingleIo{b}, from, to);
     a.store(st.stage[0], st.stage[1]);
+}
+
+template <int Pole>
+void acidoPairLoop(AcidoState& s1, const FilterBlock& b1, AcidoState& s2, const FilterBlock& b2) {
+    StagePair a;
+    a.load4(s1.stage[0], s1.stage[1], s2.stage[0], s2.stage[1]);
+    acidoSamples<Pole>(a, PairIo{b1, b2}, 0, b1.frames);
+    a.store4(s1.stage[0], s1.stage[1], s2.stage[0], s2.stage[1]);
+}
+
+/// Whether two blocks may run side by side: the same length, and no restart at a note start.
+bool pairable(const FilterBlock& a, const FilterBlock& b) {
+    const auto plain = [](const FilterBlock& x) {
+        return !(x.clearAtStart && x.starts && x.starts->count > 0);
+    };
+    return a.frames == b.frames && plain(a) && plain(b);
 }
 
 } // namespace
@@ -297,6 +409,64 @@ void LadderFilter::renderPerfecto(PerfectoState& st, int mode, const FilterBlock
         },
         [&] { st.clear(); });
     applyGain(b);
+}
+
+void LadderFilter::renderPerfectoPair(PerfectoState& s1, const FilterBlock& b1, PerfectoState& s2,
+                                      const FilterBlock& b2, int mode) {
+    if (!pairable(b1, b2)) {
+        renderPerfecto(s1, mode, b1);
+        renderPerfecto(s2, mode, b2);
+        return;
+    }
+    prepare(s1.cache, false, mode, b1);
+    prepare(s2.cache, false, mode, b2);
+    if (b1.frames > 0) {
+        switch (mode) {
+        case kLp4:
+            perfectoPairLoop<kLp4>(s1, b1, s2, b2);
+            break;
+        case kBp4:
+            perfectoPairLoop<kBp4>(s1, b1, s2, b2);
+            break;
+        case kHp4:
+            perfectoPairLoop<kHp4>(s1, b1, s2, b2);
+            break;
+        default:
+            perfectoPairLoop<kPeak>(s1, b1, s2, b2);
+            break;
+        }
+    }
+    applyGain(b1);
+    applyGain(b2);
+}
+
+void LadderFilter::renderAcidoPair(AcidoState& s1, const FilterBlock& b1, AcidoState& s2,
+                                   const FilterBlock& b2, int mode) {
+    if (!pairable(b1, b2)) {
+        renderAcido(s1, mode, b1);
+        renderAcido(s2, mode, b2);
+        return;
+    }
+    prepare(s1.cache, true, mode, b1);
+    prepare(s2.cache, true, mode, b2);
+    if (b1.frames > 0) {
+        switch (mode) {
+        case 0:
+            acidoPairLoop<1>(s1, b1, s2, b2);
+            break;
+        case 1:
+            acidoPairLoop<2>(s1, b1, s2, b2);
+            break;
+        case 2:
+            acidoPairLoop<3>(s1, b1, s2, b2);
+            break;
+        default:
+            acidoPairLoop<4>(s1, b1, s2, b2);
+            break;
+        }
+    }
+    applyGain(b1);
+    applyGain(b2);
 }
 
 void LadderFilter::renderAcido(AcidoState& st, int mode, const FilterBlock& b) {

@@ -44,6 +44,13 @@ public:
     /// Modes 0..3; the caller bypasses higher ones.
     static void renderPerfecto(PerfectoState& state, int mode, const FilterBlock& b);
     static void renderAcido(AcidoState& state, int mode, const FilterBlock& b);
+    /// Two voices' blocks in one pass, each exactly as the single call gives it: the ladder's
+    /// samples wait on each other, so the second voice fills vector lanes that would idle.
+    /// Blocks that restart at a note start go one by one.
+    static void renderPerfectoPair(PerfectoState& first, const FilterBlock& a,
+                                   PerfectoState& second, const FilterBlock& b, int mode);
+    static void renderAcidoPair(AcidoState& first, const FilterBlock& a, AcidoState& second,
+                                const FilterBlock& b, int mode);
 };
 
 } // namespace torvo

@@ -92,7 +92,6 @@ void ModuleFilter::setMaxBlockSize(int frames) {
         f.res1Mod = pool.get("flt res1", frames);
         f.res2Mod = pool.get("flt res2", frames);
         f.balanceMod = pool.get("flt balance", frames);
-        f.gate = pool.get("flt gate", frames);
         f.lastFrames = 0;
         // The delay memory does not depend on the block size: take it once.
         for (float*& line : f.delayLines)
@@ -135,32 +134,32 @@ const float* ModuleFilter::modulate(int localIndex, const float* base, float* ow
     return own;
 }
 
-void ModuleFilter::collectGateEvents(VoiceFilter& f, int voice, int frames, GateEvents& events) {
+void ModuleFilter::collectGateEvents(int voice, int frames, GateEvents& events) {
+    // Only the note starts matter here, so the streams are scanned where they lie.
     const float* words = gateStreams ? gateStreams[voice] : nullptr;
     const TriggerRecord* records = triggerStreams ? triggerStreams[voice] : nullptr;
-    if (words)
-        std::copy(words, words + frames, f.gate);
-    else if (records)
-        for (int i = 0; i < frames; ++i) f.gate[i] = static_cast<float>(records[i].trigger2);
-    else
-        std::fill(f.gate, f.gate + frames, 0.0f);
     events.count = 0;
-    for (int i = 0; i < frames; ++i)
-        if (f.gate[i] == 1.0f && events.count < GateEvents::kMax)
-            events.position[events.count++] = i;
+    if (words) {
+        for (int i = 0; i < frames && events.count < GateEvents::kMax; ++i)
+            if (words[i] == 1.0f) events.position[events.count++] = i;
+    } else if (records) {
+        for (int i = 0; i < frames && events.count < GateEvents::kMax; ++i)
+            if (records[i].trigger2 == 1) events.position[events.count++] = i;
+    }
 }
 
-void ModuleFilter::renderVoice(int voice, int frames, const StereoPtr& bus1,
-                               const StereoPtr& bus2) {
-    if (voice < 0 || voice >= kVoiceCount || frames <= 0 || maxFrames <= 0) return;
-    if (!bus1.left || !bus1.right || !bus2.left || !bus2.right) return;
-    frames = std::min(frames, maxFrames);
-    // Decaying feedback must reach 0 and never linger in the slow subnormal range.
-    ScopedFlushDenormals flush;
+bool ModuleFilter::canRender(int voice, int frames, const StereoPtr& bus1,
+                             const StereoPtr& bus2) const {
+    if (voice < 0 || voice >= kVoiceCount || frames <= 0 || maxFrames <= 0) return false;
+    return bus1.left && bus1.right && bus2.left && bus2.right;
+}
+
+void ModuleFilter::beginVoice(int voice, int frames, const StereoPtr& bus1, const StereoPtr& bus2,
+                              VoiceJob& job) {
     VoiceFilter& f = filterVoices[voice];
     if (frames != f.lastFrames) {
         for (float* b : {f.out1L, f.out1R, f.out2L, f.out2R, f.cutCoef, f.damping, f.resCoef,
-                         f.gain, f.calcCut, f.linkCut, f.res1Mod, f.res2Mod, f.balanceMod, f.gate})
+                         f.gain, f.calcCut, f.linkCut, f.res1Mod, f.res2Mod, f.balanceMod})
             std::fill(b, b + maxFrames + 4, 0.0f);
         f.lastFrames = frames;
     }
@@ -177,20 +176,22 @@ void ModuleFilter::renderVoice(int voice, int frames, const StereoPtr& bus1,
     c1 = modulate(4, c1, f.calcCut, frames, voice);
     const float* r1 = modulate(5, res1.data(), f.res1Mod, frames, voice);
     const float* c2 = modulate(8, cut2.data(), f.linkCut, frames, voice);
-    const float* r2 = modulate(9, res2.data(), f.res2Mod, frames, voice);
-    const float* bal = modulate(11, balance.data(), f.balanceMod, frames, voice);
+    job.r2 = modulate(9, res2.data(), f.res2Mod, frames, voice);
+    job.bal = modulate(11, balance.data(), f.balanceMod, frames, voice);
     if (link) {
         // At 0.5 slot two follows slot one; the knob offsets it by up to a full range.
         for (int i = 0; i < frames; ++i)
             f.linkCut[i] = std::clamp(2.0f * c2[i] + c1[i] - 1.0f, 0.0f, 1.0f);
         c2 = f.linkCut;
     }
+    job.c2 = c2;
+    job.f = &f;
+    job.bus2 = bus2;
 
-    GateEvents starts;
-    collectGateEvents(f, voice, frames, starts);
+    collectGateEvents(voice, frames, job.starts);
     const float* retrig = shared ? shared->env1ValueAtRetrig[voice] : nullptr;
 
-    FilterBlock b;
+    FilterBlock& b = job.b;
     b.cutCoef = f.cutCoef;
     b.damping = f.damping;
     b.resCoef = f.resCoef;
@@ -199,7 +200,7 @@ void ModuleFilter::renderVoice(int voice, int frames, const StereoPtr& bus1,
     b.frames = frames;
     b.sampleRate = sampleRate > 0.0f ? sampleRate : 44100.0f;
     b.rateRatio = sampleRate > 0.0f ? 44100.0f / sampleRate : 1.0f;
-    b.starts = &starts;
+    b.starts = &job.starts;
     b.clearAtStart = !retrig || *retrig == 0.0f;
 
     b.inL = bus1.left;
@@ -208,26 +209,34 @@ void ModuleFilter::renderVoice(int voice, int frames, const StereoPtr& bus1,
     b.outR = f.out1R;
     b.cut = c1;
     b.res = r1;
-    f.slot[0].render(type1, mode1, b);
+}
 
+void ModuleFilter::toSecondSlot(VoiceJob& job) const {
+    VoiceFilter& f = *job.f;
+    FilterBlock& b = job.b;
+    const int frames = b.frames;
     if (routing == kSerial) {
         // The second slot hears its own bus and the first slot.
         for (int i = 0; i < frames; ++i) {
-            f.out2L[i] = bus2.left[i] + f.out1L[i];
-            f.out2R[i] = bus2.right[i] + f.out1R[i];
+            f.out2L[i] = job.bus2.left[i] + f.out1L[i];
+            f.out2R[i] = job.bus2.right[i] + f.out1R[i];
         }
         b.inL = f.out2L;
         b.inR = f.out2R;
     } else {
-        b.inL = bus2.left;
-        b.inR = bus2.right;
+        b.inL = job.bus2.left;
+        b.inR = job.bus2.right;
     }
     b.outL = f.out2L;
     b.outR = f.out2R;
-    b.cut = c2;
-    b.res = r2;
-    f.slot[1].render(type2, mode2, b);
+    b.cut = job.c2;
+    b.res = job.r2;
+}
 
+void ModuleFilter::endVoice(VoiceJob& job) const {
+    VoiceFilter& f = *job.f;
+    const float* bal = job.bal;
+    const int frames = job.b.frames;
     // The balance at either end is a plain choice of slot.
     if (isConstant(bal, frames) && (bal[0] == 0.0f || bal[0] == 1.0f)) {
         if (bal[0] == 1.0f) {
@@ -241,6 +250,43 @@ void ModuleFilter::renderVoice(int voice, int frames, const StereoPtr& bus1,
         f.out1L[i] = (1.0f - w) * f.out1L[i] + w * f.out2L[i];
         f.out1R[i] = (1.0f - w) * f.out1R[i] + w * f.out2R[i];
     }
+}
+
+void ModuleFilter::renderVoice(int voice, int frames, const StereoPtr& bus1,
+                               const StereoPtr& bus2) {
+    if (!canRender(voice, frames, bus1, bus2)) return;
+    frames = std::min(frames, maxFrames);
+    // Decaying feedback must reach 0 and never linger in the slow subnormal range.
+    ScopedFlushDenormals flush;
+    VoiceJob job;
+    beginVoice(voice, frames, bus1, bus2, job);
+    job.f->slot[0].render(type1, mode1, job.b);
+    toSecondSlot(job);
+    job.f->slot[1].render(type2, mode2, job.b);
+    endVoice(job);
+}
+
+void ModuleFilter::renderVoicePair(int first, const StereoPtr& bus1a, const StereoPtr& bus2a,
+                                   int second, const StereoPtr& bus1b, const StereoPtr& bus2b,
+                                   int frames) {
+    if (!canRender(first, frames, bus1a, bus2a) || !canRender(second, frames, bus1b, bus2b) ||
+        first == second) {
+        renderVoice(first, frames, bus1a, bus2a);
+        if (second != first) renderVoice(second, frames, bus1b, bus2b);
+        return;
+    }
+    frames = std::min(frames, maxFrames);
+    ScopedFlushDenormals flush;
+    VoiceJob a;
+    VoiceJob b;
+    beginVoice(first, frames, bus1a, bus2a, a);
+    beginVoice(second, frames, bus1b, bus2b, b);
+    FilterSlot::renderPair(a.f->slot[0], a.b, b.f->slot[0], b.b, type1, mode1);
+    toSecondSlot(a);
+    toSecondSlot(b);
+    FilterSlot::renderPair(a.f->slot[1], a.b, b.f->slot[1], b.b, type2, mode2);
+    endVoice(a);
+    endVoice(b);
 }
 
 void ModuleFilter::clearDelayLines() {

@@ -5,8 +5,8 @@
 // are smoothed per sample; slot one follows the key, and slot two may be linked to slot one.
 
 #include "engine/module.h"
-#include "engine/paramsmoother.h"
 #include "engine/notevoice.h"
+#include "engine/paramsmoother.h"
 #include "filters/filterblock.h"
 #include "filters/filterslot.h"
 
@@ -43,8 +43,6 @@ public:
     float* res1Mod = nullptr;
     float* res2Mod = nullptr;
     float* balanceMod = nullptr;
-    /// Gate word of the note stream per sample.
-    float* gate = nullptr;
     /// Delay memory of "Combo": lines 0 and 1 for slot one, 2 and 3 for slot two.
     std::array<float*, kDelayLineCount> delayLines{};
     int lastFrames = 0;
@@ -84,6 +82,10 @@ public:
     void updateSmoothers(int frames);
     /// Renders one voice from the mixer's bus pairs.
     void renderVoice(int voice, int frames, const StereoPtr& bus1, const StereoPtr& bus2);
+    /// Renders two voices, each exactly as renderVoice() would; models whose samples wait on
+    /// each other run both voices in one pass.
+    void renderVoicePair(int first, const StereoPtr& bus1a, const StereoPtr& bus2a, int second,
+                         const StereoPtr& bus1b, const StereoPtr& bus2b, int frames);
     /// Zeroes the delay memory of all voices.
     void clearDelayLines();
 
@@ -102,10 +104,29 @@ public:
     ParamSmoother balance;
 
 private:
+    /// One voice's block on its way through the two slots.
+    struct VoiceJob {
+        VoiceFilter* f = nullptr;
+        StereoPtr bus2;
+        const float* c2 = nullptr;
+        const float* r2 = nullptr;
+        const float* bal = nullptr;
+        GateEvents starts;
+        /// Set for slot one by beginVoice(), then for slot two by toSecondSlot().
+        FilterBlock b;
+    };
+    bool canRender(int voice, int frames, const StereoPtr& bus1, const StereoPtr& bus2) const;
+    /// Controls, note starts and slot one's block of a voice; frames already clamped.
+    void beginVoice(int voice, int frames, const StereoPtr& bus1, const StereoPtr& bus2,
+                    VoiceJob& job);
+    void toSecondSlot(VoiceJob& job) const;
+    /// The balance of the two slots into slot one's output.
+    void endVoice(VoiceJob& job) const;
+
     /// The modulated form of a smoothed parameter: the base itself while nothing modulates
     /// it, else a copy, clamped to 0..1, in `own`.
     const float* modulate(int localIndex, const float* base, float* own, int frames, int voice);
-    void collectGateEvents(VoiceFilter& f, int voice, int frames, GateEvents& events);
+    void collectGateEvents(int voice, int frames, GateEvents& events);
 
     std::array<VoiceFilter, kVoiceCount> filterVoices;
     std::array<StereoPtr, kVoiceCount> outputTable{};

@@ -108,8 +108,8 @@ template <bool Red> inline __m128 scaledFeedback(__m128 u, __m128 g, __m128 gSix
     return _mm_mul_ps(g, _mm_max_ps(u, kMinusOne));
 }
 
-/// Red output curve for both lanes.
-inline __m128 redOutput(const FilterCurves& fc, __m128 s) {
+/// Red output curve, lane by lane: the two channels of one voice, or of two voices.
+template <bool Pair> inline __m128 redOutput(const FilterCurves& fc, __m128 s) {
     const __m128 u = _mm_mul_ps(
         _mm_min_ps(
             _mm_max_ps(_mm_add_ps(_mm_mul_ps(s, _mm_set1_ps(0.8f)), _mm_set1_ps(0.5f)), kZero),
@@ -117,11 +117,13 @@ inline __m128 redOutput(const FilterCurves& fc, __m128 s) {
         _mm_set1_ps(19.0f));
     const __m128i idx = _mm_cvttps_epi32(u);
     const __m128 frac = _mm_sub_ps(u, _mm_cvtepi32_ps(idx));
-    const int i0 = _mm_cvtsi128_si32(idx);
-    const int i1 = _mm_cvtsi128_si32(_mm_shuffle_epi32(idx, _MM_SHUFFLE(1, 1, 1, 1)));
+    alignas(16) int at[4];
+    _mm_store_si128(reinterpret_cast<__m128i*>(at), idx);
     const float* t = fc.redOutputCurve;
-    const __m128 a = _mm_setr_ps(t[i0], t[i1], 0.0f, 0.0f);
-    const __m128 b = _mm_setr_ps(t[i0 + 1], t[i1 + 1], 0.0f, 0.0f);
+    const __m128 a = Pair ? _mm_setr_ps(t[at[0]], t[at[1]], t[at[2]], t[at[3]])
+                          : _mm_setr_ps(t[at[0]], t[at[1]], 0.0f, 0.0f);
+    const __m128 b = Pair ? _mm_setr_ps(t[at[0] + 1], t[at[1] + 1], t[at[2] + 1], t[at[3] + 1])
+                          : _mm_setr_ps(t[at[0] + 1], t[at[1] + 1], 0.0f, 0.0f);
     return _mm_add_ps(a, _mm_mul_ps(_mm_sub_ps(b, a), frac));
 }
 
@@ -156,25 +158,49 @@ inline __m128 fourIterations(Cells& c, __m128 x, __m128 g, __m128 k, Tap&& tap) 
     return sum;
 }
 
-inline __m128 pair(float l, float r) {
-    return _mm_setr_ps(l, r, 0.0f, 0.0f);
+/// The lanes of a block: left and right of voice one, then of voice two when paired.
+template <bool Pair> struct Lanes {
+    static __m128 of(float a, float b) { return Pair ? _mm_setr_ps(a, a, b, b) : _mm_set1_ps(a); }
+};
+
+template <bool Pair>
+inline __m128 stateLanes(ScorpioState* const* st, float ScorpioChannel::*cell) {
+    const ScorpioChannel* a = st[0]->channel;
+    if (Pair) {
+        const ScorpioChannel* b = st[1]->channel;
+        return _mm_setr_ps(a[0].*cell, a[1].*cell, b[0].*cell, b[1].*cell);
+    }
+    return _mm_setr_ps(a[0].*cell, a[1].*cell, 0.0f, 0.0f);
 }
 
-template <int Mode> void loop(ScorpioState& st, const FilterBlock& b, int from, int to) {
+template <bool Pair>
+inline __m128 coefLanes(const FilterBlock* const* b, float* FilterBlock::*buf, int i) {
+    return Pair ? _mm_setr_ps((b[0]->*buf)[i], (b[0]->*buf)[i], (b[1]->*buf)[i], (b[1]->*buf)[i])
+                : _mm_set1_ps((b[0]->*buf)[i]);
+}
+
+/// Samples [from, to) of one voice, or of two voices side by side in the four lanes. Every
+/// lane runs exactly the arithmetic of the single voice, so pairing changes no result.
+template <int Mode, bool Pair>
+void loop(ScorpioState* const* st, const FilterBlock* const* blocks, int from, int to) {
     const FilterCurves& fc = filterCurves();
-    ScorpioChannel& L = st.channel[0];
-    ScorpioChannel& R = st.channel[1];
-    Cells s{pair(L.s1, R.s1), pair(L.s2, R.s2), pair(L.s3, R.s3), pair(L.s4, R.s4)};
-    Cells t{pair(L.t1, R.t1), pair(L.t2, R.t2), pair(L.t3, R.t3), pair(L.t4, R.t4)};
+    const FilterBlock& b = *blocks[0];
+    const FilterBlock& b2 = *blocks[Pair ? 1 : 0];
+    using C = ScorpioChannel;
+    Cells s{stateLanes<Pair>(st, &C::s1), stateLanes<Pair>(st, &C::s2),
+            stateLanes<Pair>(st, &C::s3), stateLanes<Pair>(st, &C::s4)};
+    Cells t{stateLanes<Pair>(st, &C::t1), stateLanes<Pair>(st, &C::t2),
+            stateLanes<Pair>(st, &C::t3), stateLanes<Pair>(st, &C::t4)};
     const auto same = [](__m128 v) { return v; };
     for (int i = from; i < to; ++i) {
-        const __m128 g = _mm_set1_ps(b.cutCoef[i]);
-        const __m128 k = _mm_set1_ps(b.resCoef[i]);
-        const __m128 in = _mm_unpacklo_ps(_mm_load_ss(b.inL + i), _mm_load_ss(b.inR + i));
+        const __m128 g = coefLanes<Pair>(blocks, &FilterBlock::cutCoef, i);
+        const __m128 k = coefLanes<Pair>(blocks, &FilterBlock::resCoef, i);
+        const __m128 in = Pair ? _mm_setr_ps(b.inL[i], b.inR[i], b2.inL[i], b2.inR[i])
+                               : _mm_unpacklo_ps(_mm_load_ss(b.inL + i), _mm_load_ss(b.inR + i));
         __m128 out;
         if (Mode == ScorpioFilter::kRedLp2 || Mode == ScorpioFilter::kRedLp4) {
-            const __m128 x = _mm_mul_ps(in, _mm_set1_ps(b.gain[i] * 1.2f));
-            const auto curve = [&fc](__m128 v) { return redOutput(fc, v); };
+            const __m128 x = _mm_mul_ps(in, Lanes<Pair>::of(b.gain[i] * 1.2f, b2.gain[i] * 1.2f));
+            const auto curve = [&fc](__m128 v) { return redOutput<Pair>(fc, v); };
             out = fourIterations<true, Mode == ScorpioFilter::kRedLp4>(s, x, g, k, curve);
             out = _mm_mul_ps(out, _mm_set1_ps(0.095f));
         } else if (Mode == ScorpioFilter::kBlackLp2) {
@@ -187,7 +213,9 @@ template <int Mode> void loop(ScorpioState& st, const FilterBlock& b, int from, 
         } else {
             // The high-pass: the four-pole's low-pass taken from the input.
             const __m128 x = _mm_mul_ps(in, _mm_set1_ps(1.2f));
-            const __m128 k2 = Mode == ScorpioFilter::kBlackHp4 ? k : _mm_set1_ps(b.damping[i]);
+            const __m128 k2 = Mode == ScorpioFilter::kBlackHp4
+                                  ? k
+                                  : coefLanes<Pair>(blocks, &FilterBlock::damping, i);
             const __m128 c83 = _mm_set1_ps(0.83f);
             const auto high = [&](__m128 v) { return _mm_sub_ps(in, _mm_mul_ps(c83, v)); };
             out = fourIterations<false, true>(s, x, g, k2, high);
@@ -200,8 +228,14 @@ template <int Mode> void loop(ScorpioState& st, const FilterBlock& b, int from, 
                 out = _mm_mul_ps(out, _mm_set1_ps(0.21f));
             }
         }
-        _mm_store_ss(b.outL + i, out);
-        _mm_store_ss(b.outR + i, _mm_shuffle_ps(out, out, _MM_SHUFFLE(1, 1, 1, 1)));
+        alignas(16) float lanes[4];
+        _mm_store_ps(lanes, out);
+        b.outL[i] = lanes[0];
+        b.outR[i] = lanes[1];
+        if (Pair) {
+            b2.outL[i] = lanes[2];
+            b2.outR[i] = lanes[3];
+        }
     }
     alignas(16) float v[8][4];
     _mm_store_ps(v[0], s.a1);
@@ -212,11 +246,42 @@ template <int Mode> void loop(ScorpioState& st, const FilterBlock& b, int from, 
     _mm_store_ps(v[5], t.a2);
     _mm_store_ps(v[6], t.a3);
     _mm_store_ps(v[7], t.a4);
-    for (int c = 0; c < 2; ++c) {
-        ScorpioChannel& ch = st.channel[c];
-        ch.s1 = v[0][c], ch.s2 = v[1][c], ch.s3 = v[2][c], ch.s4 = v[3][c];
-        ch.t1 = v[4][c], ch.t2 = v[5][c], ch.t3 = v[6][c], ch.t4 = v[7][c];
+    for (int lane = 0; lane < (Pair ? 4 : 2); ++lane) {
+        ScorpioChannel& ch = st[lane / 2]->channel[lane % 2];
+        ch.s1 = v[0][lane], ch.s2 = v[1][lane], ch.s3 = v[2][lane], ch.s4 = v[3][lane];
+        ch.t1 = v[4][lane], ch.t2 = v[5][lane], ch.t3 = v[6][lane], ch.t4 = v[7][lane];
     }
+}
+
+template <bool Pair>
+void runMode(int mode, ScorpioState* const* st, const FilterBlock* const* b, int from, int to) {
+    switch (mode) {
+    case ScorpioFilter::kRedLp2:
+        loop<ScorpioFilter::kRedLp2, Pair>(st, b, from, to);
+        break;
+    case ScorpioFilter::kRedLp4:
+        loop<ScorpioFilter::kRedLp4, Pair>(st, b, from, to);
+        break;
+    case ScorpioFilter::kBlackLp2:
+        loop<ScorpioFilter::kBlackLp2, Pair>(st, b, from, to);
+        break;
+    case ScorpioFilter::kBlackLp4:
+        loop<ScorpioFilter::kBlackLp4, Pair>(st, b, from, to);
+        break;
+    case ScorpioFilter::kBlackHp4:
+        loop<ScorpioFilter::kBlackHp4, Pair>(st, b, from, to);
+        break;
+    default:
+        loop<ScorpioFilter::kBlackBp4, Pair>(st, b, from, to);
+        break;
+    }
+}
+
+/// A new mode starts the cells from zero.
+void enterMode(ScorpioState& st, int mode) {
+    if (mode == st.mode) return;
+    for (ScorpioChannel& c : st.channel) c.s1 = c.s2 = c.s3 = c.s4 = 0.0f;
+    st.mode = mode;
 }
 
 } // namespace
@@ -228,36 +293,34 @@ void ScorpioState::clear() {
 
 void ScorpioFilter::render(ScorpioState& st, int mode, const FilterBlock& b) {
     mode = std::clamp(mode, 0, int(kBlackBp4));
-    if (mode != st.mode) {
-        for (ScorpioChannel& c : st.channel) c.s1 = c.s2 = c.s3 = c.s4 = 0.0f;
-        st.mode = mode;
-    }
+    enterMode(st, mode);
     prepare(st.cache, mode, b);
+    ScorpioState* const states[1] = {&st};
+    const FilterBlock* const blocks[1] = {&b};
     runSegments(
-        b,
-        [&](int from, int to) {
-            switch (mode) {
-            case kRedLp2:
-                loop<kRedLp2>(st, b, from, to);
-                break;
-            case kRedLp4:
-                loop<kRedLp4>(st, b, from, to);
-                break;
-            case kBlackLp2:
-                loop<kBlackLp2>(st, b, from, to);
-                break;
-            case kBlackLp4:
-                loop<kBlackLp4>(st, b, from, to);
-                break;
-            case kBlackHp4:
-                loop<kBlackHp4>(st, b, from, to);
-                break;
-            default:
-                loop<kBlackBp4>(st, b, from, to);
-                break;
-            }
-        },
+        b, [&](int from, int to) { runMode<false>(mode, states, blocks, from, to); },
         [&] { st.clear(); });
+}
+
+bool ScorpioFilter::pairable(const FilterBlock& b) {
+    return !(b.clearAtStart && b.starts && b.starts->count > 0);
+}
+
+void ScorpioFilter::renderPair(ScorpioState& first, const FilterBlock& a, ScorpioState& second,
+                               const FilterBlock& b, int mode) {
+    if (a.frames != b.frames || !pairable(a) || !pairable(b)) {
+        render(first, mode, a);
+        render(second, mode, b);
+        return;
+    }
+    mode = std::clamp(mode, 0, int(kBlackBp4));
+    enterMode(first, mode);
+    enterMode(second, mode);
+    prepare(first.cache, mode, a);
+    prepare(second.cache, mode, b);
+    ScorpioState* const states[2] = {&first, &second};
+    const FilterBlock* const blocks[2] = {&a, &b};
+    if (a.frames > 0) runMode<true>(mode, states, blocks, 0, a.frames);
 }
 
 } // namespace torvo

@@ -35,6 +35,13 @@ public:
 
     /// Modes 0..5.
     static void render(ScorpioState& state, int mode, const FilterBlock& b);
+    /// Two voices in one pass, each exactly as render() would give it: the filter's samples
+    /// wait on each other, so a second voice in the free lanes costs little. Blocks that
+    /// restart a model at a note start go one by one.
+    static void renderPair(ScorpioState& first, const FilterBlock& a, ScorpioState& second,
+                           const FilterBlock& b, int mode);
+    /// True when a block runs without a restart, as a pair needs.
+    static bool pairable(const FilterBlock& b);
 };
 
 } // namespace torvo

@@ -23,8 +23,6 @@ const float LfoTables::fadeCurve[kLfoFadePoints] = {
     0.6432f, 0.6857f, 0.7301f, 0.7771f, 0.8269f, 0.8799f, 0.9372f, 1.0f};
 
 namespace {
-// The sine is taken in double precision around the single-precision value of pi.
-constexpr double kPi = static_cast<double>(3.14159265f);
 constexpr float kRandomScale = 1.0f / 4294967296.0f;
 
 constexpr float kFirstBagList[LfoPhaseBag::kSize] = {0.0f,  0.0625f, 0.125f, 0.1875f,
@@ -43,41 +41,8 @@ float readLfoRate(float x) {
     return a + f * (b - a);
 }
 
-float readLfoFadeTable(const float* table, float x) {
-    if (!(x > 0.0f)) return table[0];
-    if (x >= static_cast<float>(kLfoFadePoints - 1)) return table[kLfoFadePoints - 1];
-    const int i = static_cast<int>(x);
-    const float f = x - static_cast<float>(i);
-    return table[i] + f * (table[i + 1] - table[i]);
-}
-
-double lfoSineAngle(double p) {
-    return 2.0 * kPi * p - kPi / 2.0;
-}
-
 float lfoSine(double p, float m) {
     return lfoSineMorph(p, m, (std::sin(lfoSineAngle(p)) + 1.0) * 0.5);
-}
-
-float lfoSineMorph(double p, float m, double c) {
-    if (m > 0.5f) {
-        const double w = 2.0 * (static_cast<double>(m) - 0.5);
-        const double squared = (10.0 * w * w * w + 1.0) * (c - 0.5);
-        return static_cast<float>(std::clamp(squared, -0.5, 0.5) + 0.5);
-    }
-    const double t = p <= 0.5 ? 2.0 * p : 2.0 * (1.0 - p);
-    return static_cast<float>((1.0 - 2.0 * m) * t + 2.0 * m * c);
-}
-
-float lfoTriangle(double p, float m) {
-    const float x = static_cast<float>(p);
-    if (!(x > m) && m != 0.0f) return x / m;
-    if (m != 1.0f) return (1.0f - x) / (1.0f - m);
-    return x;
-}
-
-float lfoSquare(double p, float m) {
-    return 0.98f * m + 0.01f >= static_cast<float>(p) ? 1.0f : 0.0f;
 }
 
 LfoWaveSet lfoWavesOf(int form) {

@@ -191,15 +191,45 @@ float VoiceEnvelope::advance(const EnvelopeBlock& b) {
     }
 }
 
+float sustainCreep(float x, int n) {
+    // Within one binade every step of the creep adds the same amount: x is a multiple of the
+    // binade's spacing u, and x + kSustainCreep rounds to x plus the creep rounded to a
+    // multiple of u, never a tie once u >= 2^-33 (the creep has bits down to 2^-38). So while
+    // the run stays below the next power of two, n steps are x + n * step, exactly.
+    if (x >= 1.0f / 1024.0f && n < (1 << 16)) {
+        int exponent = 0;
+        std::frexp(x, &exponent);
+        const float top = std::ldexp(1.0f, exponent);
+        const float step = (x + kSustainCreep) - x;
+        if (x + static_cast<float>(n + 1) * step < top) return x + static_cast<float>(n) * step;
+    }
+    for (int k = 0; k < n; ++k) x += kSustainCreep;
+    return x;
+}
+
+void VoiceEnvelope::holdSustain(float level, int at, int n) {
+    value = level;
+    std::fill(output + at, output + at + n, level);
+    position = sustainCreep(position, n);
+}
+
 void VoiceEnvelope::render(const EnvelopeBlock& b, const TriggerRecord* gates, int frames,
                            double (*clock)()) {
     stage = lastStage;
     for (int i = 0; i < frames; ++i) {
         const int g = gates ? gates[i].trigger2 : 0;
-        if (g == 1)
+        if (g == 1) {
             gateOn(b, clock);
-        else if (g == 2)
+        } else if (g == 2) {
             gateOff();
+        } else if (stage == kStageSustain) {
+            // A held note spends most of its life here: the run up to the next gate at once.
+            int end = i + 1;
+            while (end < frames && (!gates || gates[end].trigger2 == 0)) ++end;
+            holdSustain(b.slopeLevel, i, end - i);
+            i = end - 1;
+            continue;
+        }
         output[i] = advance(b);
     }
     lastStage = stage;

@@ -81,7 +81,14 @@ private:
     void gateOn(const EnvelopeBlock& b, double (*clock)());
     void gateOff();
     float advance(const EnvelopeBlock& b);
+    /// `n` samples of the sustain stage from sample `at`: the level, and the creep of the
+    /// position that tells the voice allocator how long the note has been held.
+    void holdSustain(float level, int at, int n);
 };
+
+/// The sustain stage's position after `n` samples from `x`: n additions of its creep (1e-5),
+/// with the float rounding of each, answered without the chain where that is exact.
+float sustainCreep(float x, int n);
 
 class ModuleEnvelope : public ModulePoly {
 public:

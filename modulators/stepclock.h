@@ -57,4 +57,39 @@ private:
     void startAtSongPosition(int v);
 };
 
+// Runs once per sample and voice: defined here so the render loops inline it.
+inline bool StepClock::tick(int v, int flags) {
+    stepChanged[v] = false;
+    if (flags & kKeyPress) {
+        running[v] = 1;
+        if (rtrg) {
+            position[v] = 0.0f;
+            stepIndex[v] = loop ? 0 : startStep;
+            stepChanged[v] = true;
+        } else if (mode == kClockSongPosition) {
+            startAtSongPosition(v);
+        }
+    }
+    if (!running[v]) return stepChanged[v];
+    previousStep[v] = stepIndex[v];
+    previousPosition[v] = position[v];
+    position[v] += (stepIndex[v] & 1) ? rateOdd : rateEven;
+    if (position[v] < 1.0f) return stepChanged[v];
+    position[v] -= 1.0f;
+    ++stepIndex[v];
+    stepChanged[v] = true;
+    if (stepIndex[v] > stopStep) {
+        if (rtrg && !loop) {
+            // Played once: the voice stops at the end of its last step and holds it.
+            running[v] = 0;
+            stepIndex[v] = previousStep[v];
+            position[v] = previousPosition[v];
+            stepChanged[v] = false;
+            return false;
+        }
+        stepIndex[v] = startStep;
+    }
+    return true;
+}
+
 } // namespace torvo

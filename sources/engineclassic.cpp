@@ -15,6 +15,7 @@ EngineClassic::Variant EngineClassic::variantFor(const OscBlock& b) {
     const bool allWave = !b.wtmixModulated && b.wtmix[0] == 1.0f && b.wtmix[last] == 1.0f;
     if (noPulse && noWave) return kSawOnly;
     if (allWave) return kWaveOnly;
+    if (noWave) return kPulseOnly;
     return kBoth;
 }
 
@@ -50,9 +51,27 @@ void EngineClassic::render(const OscBlock& b) {
                 [&r, shift](simd::Cells c, int i) {
                     const __m128i at = simd::shifted(
                         c.index, _mm_loadu_si128(reinterpret_cast<const __m128i*>(shift + i)));
-                    return _mm_add_ps(
-                        _mm_mul_ps(_mm_set1_ps(r.weightA), simd::read4(r.levelA, at, c.frac)),
-                        _mm_mul_ps(_mm_set1_ps(r.weightB), simd::read4(r.levelB, at, c.frac)));
+                    return simd::readLevels4(r.levelA, r.levelB, r.weightA, r.weightB,
+                                             simd::Cells{at, c.frac});
+                },
+                sum);
+            break;
+        case kPulseOnly:
+            // The blend's weight is 0 throughout: the wave's reads would be multiplied away.
+            r.runVectorInto(
+                b.reader, slot, buffers.note, b.retrig, buffers.slot, n,
+                [A, shift](const float* saw, const float*, const float*, float, float, float p,
+                           int i) {
+                    float s = readTable(saw, p);
+                    s -= A[i] * readTableOffset(saw, p, shift[i]);
+                    return s;
+                },
+                [&r, A, shift](simd::Cells c, int i) {
+                    const __m128i at = simd::shifted(
+                        c.index, _mm_loadu_si128(reinterpret_cast<const __m128i*>(shift + i)));
+                    const __m128 a = _mm_loadu_ps(A + i);
+                    return _mm_sub_ps(simd::read4(r.sawTable, c.index, c.frac),
+                                      _mm_mul_ps(a, simd::read4(r.sawTable, at, c.frac)));
                 },
                 sum);
             break;
@@ -76,9 +95,8 @@ void EngineClassic::render(const OscBlock& b) {
                     const __m128 pulse =
                         _mm_sub_ps(simd::read4(r.sawTable, c.index, c.frac),
                                    _mm_mul_ps(a, simd::read4(r.sawTable, at, c.frac)));
-                    const __m128 wave = _mm_add_ps(
-                        _mm_mul_ps(_mm_set1_ps(r.weightA), simd::read4(r.levelA, at, c.frac)),
-                        _mm_mul_ps(_mm_set1_ps(r.weightB), simd::read4(r.levelB, at, c.frac)));
+                    const __m128 wave = simd::readLevels4(r.levelA, r.levelB, r.weightA, r.weightB,
+                                                          simd::Cells{at, c.frac});
                     return _mm_add_ps(_mm_mul_ps(_mm_sub_ps(_mm_set1_ps(1.0f), w), pulse),
                                       _mm_mul_ps(w, wave));
                 },

@@ -1,8 +1,8 @@
 #pragma once
 // "Classic": a band-limited saw that ctrlA turns into a pulse (a second saw, shifted by the
 // width ctrlB, subtracted) and wtmix blends into the selected wave, read at the same shift.
-// Which of three loops runs is decided once a block, so the common plain saw pays for one
-// table read per sample and copy.
+// Which of four loops runs is decided once a block, so the common plain saw pays for one
+// table read per sample and copy, and a pulse with no wave blended in pays for two.
 
 #include "sources/oscblock.h"
 
@@ -12,7 +12,7 @@ namespace torvo {
 
 class EngineClassic {
 public:
-    enum Variant { kSawOnly, kWaveOnly, kBoth };
+    enum Variant { kSawOnly, kWaveOnly, kPulseOnly, kBoth };
 
     void allocate(Pool& pool, int frames) { buffers.allocate(pool, frames); }
     void seedPhases(const float* phases);

@@ -68,6 +68,8 @@ void EngineFM::render(const OscBlock& b) {
     sine.wave = waveAddress(0);
     const float* B = b.ctrlB;
     const float* W = b.wtmix;
+    // Smoothed streams move monotonically: 0 at both ends and no route means 0 throughout.
+    const bool noWave = !b.wtmixModulated && W[0] == 0.0f && W[n - 1] == 0.0f;
     for (int slot = 0; slot < b.count; ++slot) {
         const float det = b.detune[slot];
         for (int i = 0; i < padded; ++i) {
@@ -77,16 +79,43 @@ void EngineFM::render(const OscBlock& b) {
         slotNotes(pitch, det, buffers.note, n, carrierBlock.notesSteady);
         const auto levels = [](const float*, const float* la, const float* lb, float wa, float wb,
                                float p, int) { return readLevels(la, lb, wa, wb, p); };
-        plain[slot].run(plainBlock, slot, modNote, b.retrig, plainOut, n, levels);
-        modulator[slot].run(sine, slot, modNote, b.retrig, modOut, n, levels);
+        const auto levels4 = [](const TableReader& r) {
+            return [&r](__m128 p, int) {
+                return simd::readLevels4(r.levelA, r.levelB, r.weightA, r.weightB,
+                                         simd::cellsOf(p));
+            };
+        };
+        // With no blend towards the plain wave its samples would be multiplied away; its
+        // reader only has to keep time.
+        const bool plainSkipped = noWave && plain[slot].skipSteady(plainBlock, modNote, n);
+        if (!plainSkipped)
+            plain[slot].runPhaseVector(plainBlock, slot, modNote, b.retrig, plainOut, n, levels,
+                                       levels4(plain[slot]));
+        modulator[slot].runPhaseVector(sine, slot, modNote, b.retrig, modOut, n, levels,
+                                       levels4(modulator[slot]));
         for (int i = 0; i < padded; ++i) modOut[i] *= depthBuf[i] * 4096.0f;
         const float* mod = modOut;
-        carrier[slot].run(
+        const TableReader& c = carrier[slot];
+        carrier[slot].runPhaseVector(
             carrierBlock, slot, buffers.note, b.retrig, buffers.slot, n,
             [mod](const float*, const float* la, const float* lb, float wa, float wb, float p,
-                  int i) { return readLevels(la, lb, wa, wb, wrapOnce(p + mod[i])); });
-        for (int i = 0; i < padded; ++i)
-            buffers.slot[i] = (1.0f - W[i]) * buffers.slot[i] + W[i] * plainOut[i];
+                  int i) { return readLevels(la, lb, wa, wb, wrapOnce(p + mod[i])); },
+            [&c, mod](__m128 p, int i) {
+                // wrapOnce() on four phases: at most one of the two corrections applies.
+                const __m128 q = _mm_add_ps(p, _mm_loadu_ps(mod + i));
+                const __m128 above = _mm_cmpgt_ps(q, _mm_set1_ps(4096.0f));
+                const __m128 below = _mm_cmplt_ps(q, _mm_setzero_ps());
+                const __m128 up = _mm_add_ps(q, _mm_set1_ps(4095.0f));
+                const __m128 down = _mm_sub_ps(q, _mm_set1_ps(4096.0f));
+                const __m128 wrapped = _mm_or_ps(
+                    _mm_and_ps(above, down),
+                    _mm_or_ps(_mm_and_ps(below, up), _mm_andnot_ps(_mm_or_ps(above, below), q)));
+                return simd::readLevels4(c.levelA, c.levelB, c.weightA, c.weightB,
+                                         simd::cellsOf(wrapped));
+            });
+        if (!plainSkipped)
+            for (int i = 0; i < padded; ++i)
+                buffers.slot[i] = (1.0f - W[i]) * buffers.slot[i] + W[i] * plainOut[i];
         addToSums(buffers.slot, b.levelL[slot], b.levelR[slot], buffers.sumL, buffers.sumR, n);
     }
 }

@@ -27,19 +27,33 @@ inline __m128i shifted(__m128i index, __m128i offset) {
     return _mm_and_si128(_mm_add_epi32(index, offset), _mm_set1_epi32(kTableFloatMask - 1));
 }
 
-inline __m128 pairAt(const float* table, int index) {
-    return _mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(table + index));
+/// The pairs at cells a and b in the low and high halves of one register: two loads.
+inline __m128 pairsAt(const float* table, int a, int b) {
+    const __m128 low =
+        _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(table + a)));
+    return _mm_loadh_pi(low, reinterpret_cast<const __m64*>(table + b));
 }
 
 /// Linear reads of `table` at four cells with their fractions.
 inline __m128 read4(const float* table, __m128i index, __m128 frac) {
     alignas(16) int at[4];
     _mm_store_si128(reinterpret_cast<__m128i*>(at), index);
-    const __m128 p01 = _mm_movelh_ps(pairAt(table, at[0]), pairAt(table, at[1]));
-    const __m128 p23 = _mm_movelh_ps(pairAt(table, at[2]), pairAt(table, at[3]));
+    const __m128 p01 = pairsAt(table, at[0], at[1]);
+    const __m128 p23 = pairsAt(table, at[2], at[3]);
     const __m128 value = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(2, 0, 2, 0));
     const __m128 diff = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(3, 1, 3, 1));
     return _mm_add_ps(value, _mm_mul_ps(frac, diff));
+}
+
+/// The two-level read of a wave at four cells: weightA * A + weightB * B. Below note 48 and
+/// from note 120 one level stands alone, and at each octave's start the other one does: a
+/// level of weight 0 would only add zeros, so it is not read.
+inline __m128 readLevels4(const float* levelA, const float* levelB, float weightA, float weightB,
+                          Cells c) {
+    if (weightB == 0.0f) return _mm_mul_ps(_mm_set1_ps(weightA), read4(levelA, c.index, c.frac));
+    if (weightA == 0.0f) return _mm_mul_ps(_mm_set1_ps(weightB), read4(levelB, c.index, c.frac));
+    return _mm_add_ps(_mm_mul_ps(_mm_set1_ps(weightA), read4(levelA, c.index, c.frac)),
+                      _mm_mul_ps(_mm_set1_ps(weightB), read4(levelB, c.index, c.frac)));
 }
 
 /// Phases base + (i + lane) * inc for lanes 0..3, wrapped into [0, 4096).

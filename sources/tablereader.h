@@ -85,6 +85,28 @@ public:
     template <class Read, class VRead>
     void runVectorInto(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
                        float* out, int frames, Read read, VRead vread, const SlotSum& sum);
+    /// As runVectorInto(), but the vector read takes the four phases themselves:
+    /// vread(phases, i) -> __m128, for engines that move or scale the phase before reading.
+    template <class Read, class VRead>
+    void runPhaseVectorInto(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
+                            float* out, int frames, Read read, VRead vread, const SlotSum& sum);
+    /// As run() with a plain policy, with the phase form of the vector read for a steady block;
+    /// the samples always land in `out`.
+    template <class Read, class VRead>
+    void runPhaseVector(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
+                        float* out, int frames, Read read, VRead vread);
+    /// For a steady block whose samples nobody hears: moves the phase exactly as a render
+    /// would and answers true. Answers false, having changed nothing a render depends on, when
+    /// the block is not steady; the caller then renders it.
+    bool skipSteady(const ReaderBlock& rb, const float* note, int frames) {
+        prepare(rb, note[0]);
+        if (!steadyBlock(rb)) return false;
+        if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
+        float end = phase + static_cast<float>(frames) * increment;
+        end -= static_cast<float>(static_cast<int>(end * (1.0f / 4096.0f))) * 4096.0f;
+        phase = end;
+        return true;
+    }
 
     int pitchIndex = -1;
     float phase = 0.0f;
@@ -269,6 +291,52 @@ void TableReader::runVectorInto(const ReaderBlock& rb, int slot, const float* no
         _mm_storeu_ps(sum.sumL + i, _mm_add_ps(_mm_loadu_ps(sum.sumL + i), _mm_mul_ps(l, s)));
         _mm_storeu_ps(sum.sumR + i, _mm_add_ps(_mm_loadu_ps(sum.sumR + i), _mm_mul_ps(r, s)));
     }
+    float end = base + static_cast<float>(frames) * inc;
+    end -= static_cast<float>(static_cast<int>(end * (1.0f / 4096.0f))) * 4096.0f;
+    phase = end;
+}
+
+template <class Read, class VRead>
+void TableReader::runPhaseVectorInto(const ReaderBlock& rb, int slot, const float* note,
+                                     const float* retrig, float* out, int frames, Read read,
+                                     VRead vread, const SlotSum& sum) {
+    prepare(rb, note[0]);
+    if (!steadyBlock(rb)) {
+        run(rb, slot, note, retrig, out, frames, read);
+        addToSums(out, sum.levelL, sum.levelR, sum.sumL, sum.sumR, frames);
+        return;
+    }
+    if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
+    const float base = phase;
+    const float inc = increment;
+    const __m128 l = _mm_set1_ps(sum.levelL);
+    const __m128 r = _mm_set1_ps(sum.levelR);
+    const int padded = (frames + 3) & ~3;
+    for (int i = 0; i < padded; i += 4) {
+        const __m128 s = vread(simd::phases4(base, inc, i), i);
+        _mm_storeu_ps(sum.sumL + i, _mm_add_ps(_mm_loadu_ps(sum.sumL + i), _mm_mul_ps(l, s)));
+        _mm_storeu_ps(sum.sumR + i, _mm_add_ps(_mm_loadu_ps(sum.sumR + i), _mm_mul_ps(r, s)));
+    }
+    float end = base + static_cast<float>(frames) * inc;
+    end -= static_cast<float>(static_cast<int>(end * (1.0f / 4096.0f))) * 4096.0f;
+    phase = end;
+}
+
+template <class Read, class VRead>
+void TableReader::runPhaseVector(const ReaderBlock& rb, int slot, const float* note,
+                                 const float* retrig, float* out, int frames, Read read,
+                                 VRead vread) {
+    prepare(rb, note[0]);
+    if (!steadyBlock(rb)) {
+        run(rb, slot, note, retrig, out, frames, read);
+        return;
+    }
+    if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
+    const float base = phase;
+    const float inc = increment;
+    const int padded = (frames + 3) & ~3;
+    for (int i = 0; i < padded; i += 4)
+        _mm_storeu_ps(out + i, vread(simd::phases4(base, inc, i), i));
     float end = base + static_cast<float>(frames) * inc;
     end -= static_cast<float>(static_cast<int>(end * (1.0f / 4096.0f))) * 4096.0f;
     phase = end;
