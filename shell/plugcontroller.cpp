@@ -370,6 +370,9 @@ tresult PLUGIN_API PlugController::setState(IBStream* state) {
     const bool loaded = loadChunk(bytes);
     sendCurrentPreset();
     sendTuning();
+    // Hosts read the parameters after the component state, before this chunk replaced them:
+    // ask them to read again.
+    if (loaded && componentHandler) componentHandler->restartComponent(kParamValuesChanged);
     return loaded ? kResultOk : kResultFalse;
 }
 
