@@ -4,7 +4,7 @@
 // random order, before the other table is dealt. So drift never repeats the same offset twice
 // in a row within a table and stays within 0.04 semitone.
 
-#include "engine/noisegenerator.h"
+#include "engine/shuffleddeck.h"
 
 namespace torvo {
 
@@ -15,16 +15,13 @@ public:
     static constexpr float kTableB[kTableSize] = {-0.01f, 0.01f, -0.03f, 0.03f};
 
     /// The next offset in semitones.
-    float next();
-    void reset();
-    int remainingCount() const { return remaining; }
+    float next() { return deck.draw(); }
+    void reset() { deck.reset(); }
+    int remainingCount() const { return deck.remaining(); }
 
 private:
-    float work[kTableSize] = {};
-    int remaining = 0;
     /// The first table dealt is B.
-    bool useB = true;
-    NoiseGenerator generator;
+    ShuffledDeck<kTableSize> deck{kTableB, kTableA};
 };
 
 } // namespace torvo

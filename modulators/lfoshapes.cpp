@@ -23,8 +23,6 @@ const float LfoTables::fadeCurve[kLfoFadePoints] = {
     0.6432f, 0.6857f, 0.7301f, 0.7771f, 0.8269f, 0.8799f, 0.9372f, 1.0f};
 
 namespace {
-constexpr float kRandomScale = 1.0f / 4294967296.0f;
-
 constexpr float kFirstBagList[LfoPhaseBag::kSize] = {0.0f,  0.0625f, 0.125f, 0.1875f,
                                                      0.25f, 0.3125f, 0.375f, 0.4375f};
 constexpr float kSecondBagList[LfoPhaseBag::kSize] = {0.5f,  0.5625f, 0.625f, 0.6875f,
@@ -53,24 +51,6 @@ LfoWaveSet lfoWavesOf(int form) {
     return s;
 }
 
-float LfoPhaseBag::draw() {
-    if (count == 0) {
-        const float* list = toggle ? kSecondBagList : kFirstBagList;
-        toggle = !toggle;
-        for (int i = 0; i < kSize; ++i) working[i] = list[i];
-        count = kSize;
-    }
-    const uint32_t s = b;
-    a ^= b;
-    b = a + s;
-    const float x = std::fabs(static_cast<float>(static_cast<int32_t>(s)) * kRandomScale * 2.0f) *
-                    static_cast<float>(count);
-    int pick = static_cast<int>(x);
-    if (pick >= count) pick = count - 1;
-    const float phase = working[pick];
-    for (int i = pick; i + 1 < count; ++i) working[i] = working[i + 1];
-    --count;
-    return phase;
-}
+LfoPhaseBag::LfoPhaseBag() : ShuffledDeck(kFirstBagList, kSecondBagList) {}
 
 } // namespace torvo

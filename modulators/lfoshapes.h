@@ -3,6 +3,8 @@
 // a phase p in 0..1 and a morph m to a value in 0..1; the wave-bank shapes cross-fade three
 // neighbouring waves of the bank by the morph.
 
+#include "engine/shuffleddeck.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -82,19 +84,10 @@ LfoWaveSet lfoWavesOf(int form);
 
 /// Start phases of retriggered LFOs: two lists of eight phases dealt like a shuffled deck, each
 /// draw removing its entry, then the other list.
-class LfoPhaseBag {
+class LfoPhaseBag : public ShuffledDeck<8> {
 public:
-    static constexpr int kSize = 8;
-    /// A phase in 0..1.
-    float draw();
-    int remaining() const { return count; }
-
-private:
-    std::array<float, kSize> working{};
-    int count = 0;
-    bool toggle = false;
-    uint32_t a = 0x67452301u;
-    uint32_t b = 0xEFCDAB89u;
+    /// Draws give a phase in 0..1.
+    LfoPhaseBag();
 };
 
 } // namespace torvo
