@@ -1,5 +1,7 @@
 #include "effects/reverbcurves.h"
 
+#include "effects/smoothcurve.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -14,37 +16,7 @@ constexpr double kPi = 3.14159265358979323846;
 /// on the logarithm of the values (for curves that grow by ratios).
 void fillMonotone(float* out, int size, const int* knotIndex, const double* knotValue, int knots,
                   bool logDomain) {
-    double y[16];
-    double slope[16];
-    double m[16];
-    for (int k = 0; k < knots; ++k) y[k] = logDomain ? std::log(knotValue[k]) : knotValue[k];
-    for (int k = 0; k + 1 < knots; ++k)
-        slope[k] = (y[k + 1] - y[k]) / double(knotIndex[k + 1] - knotIndex[k]);
-    m[0] = slope[0];
-    m[knots - 1] = slope[knots - 2];
-    for (int k = 1; k + 1 < knots; ++k) {
-        if (slope[k - 1] * slope[k] <= 0.0) {
-            m[k] = 0.0;
-        } else {
-            const double h0 = knotIndex[k] - knotIndex[k - 1];
-            const double h1 = knotIndex[k + 1] - knotIndex[k];
-            const double w1 = 2.0 * h1 + h0;
-            const double w2 = h1 + 2.0 * h0;
-            m[k] = (w1 + w2) / (w1 / slope[k - 1] + w2 / slope[k]);
-        }
-    }
-    for (int k = 0; k + 1 < knots; ++k) {
-        const double h = knotIndex[k + 1] - knotIndex[k];
-        for (int i = knotIndex[k]; i <= knotIndex[k + 1]; ++i) {
-            const double t = (i - knotIndex[k]) / h;
-            const double t2 = t * t;
-            const double t3 = t2 * t;
-            const double v = (2 * t3 - 3 * t2 + 1) * y[k] + (t3 - 2 * t2 + t) * h * m[k] +
-                             (-2 * t3 + 3 * t2) * y[k + 1] + (t3 - t2) * h * m[k + 1];
-            out[i] = static_cast<float>(logDomain ? std::exp(v) : v);
-        }
-    }
-    for (int k = 0; k < knots; ++k) out[knotIndex[k]] = static_cast<float>(knotValue[k]);
+    fillSmoothCurve(out, knotIndex, knotValue, knots, logDomain);
     out[size] = out[size - 1];
 }
 

@@ -1,14 +1,19 @@
 #include "effects/smoothcurve.h"
 
+#include <cmath>
+
 namespace torvo {
 
-void fillSmoothCurve(float* out, const int* knotIndex, const double* knotValue, int knots) {
+void fillSmoothCurve(float* out, const int* knotIndex, const double* knotValue, int knots,
+                     bool logDomain) {
     constexpr int kMaxKnots = 32;
     if (knots < 2 || knots > kMaxKnots) return;
+    double y[kMaxKnots];
+    for (int k = 0; k < knots; ++k) y[k] = logDomain ? std::log(knotValue[k]) : knotValue[k];
     double slope[kMaxKnots];
     double m[kMaxKnots];
     for (int k = 0; k + 1 < knots; ++k)
-        slope[k] = (knotValue[k + 1] - knotValue[k]) / double(knotIndex[k + 1] - knotIndex[k]);
+        slope[k] = (y[k + 1] - y[k]) / double(knotIndex[k + 1] - knotIndex[k]);
     m[0] = slope[0];
     m[knots - 1] = slope[knots - 2];
     for (int k = 1; k + 1 < knots; ++k) {
@@ -30,9 +35,9 @@ void fillSmoothCurve(float* out, const int* knotIndex, const double* knotValue, 
             const double t = (i - knotIndex[k]) / h;
             const double t2 = t * t;
             const double t3 = t2 * t;
-            const double v = (2 * t3 - 3 * t2 + 1) * knotValue[k] + (t3 - 2 * t2 + t) * h * m[k] +
-                             (-2 * t3 + 3 * t2) * knotValue[k + 1] + (t3 - t2) * h * m[k + 1];
-            out[i] = static_cast<float>(v);
+            const double v = (2 * t3 - 3 * t2 + 1) * y[k] + (t3 - 2 * t2 + t) * h * m[k] +
+                             (-2 * t3 + 3 * t2) * y[k + 1] + (t3 - t2) * h * m[k + 1];
+            out[i] = static_cast<float>(logDomain ? std::exp(v) : v);
         }
     }
     for (int k = 0; k < knots; ++k) out[knotIndex[k]] = static_cast<float>(knotValue[k]);
