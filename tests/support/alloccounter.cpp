@@ -37,3 +37,18 @@ void operator delete(void* p, std::size_t) noexcept {
 void operator delete[](void* p, std::size_t) noexcept {
     std::free(p);
 }
+// The nothrow forms (std::stable_sort's buffer uses them) must pair with the frees above.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    if (AllocCounter::armed.load(std::memory_order_relaxed))
+        AllocCounter::count.fetch_add(1, std::memory_order_relaxed);
+    return std::malloc(size == 0 ? 1 : size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept {
+    return operator new(size, tag);
+}
+void operator delete(void* p, const std::nothrow_t&) noexcept {
+    std::free(p);
+}
+void operator delete[](void* p, const std::nothrow_t&) noexcept {
+    std::free(p);
+}
