@@ -38,7 +38,10 @@ void EngineClassic::render(const OscBlock& b) {
                 [](const float* saw, const float*, const float*, float, float, float p, int) {
                     return readTable(saw, p);
                 },
-                [&r](simd::Cells c, int) { return simd::read4(r.sawTable, c.index, c.frac); }, sum);
+                [](const TableReader& t, simd::Cells c, int) {
+                    return simd::read4(t.sawTable, c.index, c.frac);
+                },
+                sum);
             break;
         case kWaveOnly:
             r.runVectorInto(
@@ -48,10 +51,10 @@ void EngineClassic::render(const OscBlock& b) {
                     return wa * readTableOffset(la, p, shift[i]) +
                            wb * readTableOffset(lb, p, shift[i]);
                 },
-                [&r, shift](simd::Cells c, int i) {
+                [shift](const TableReader& t, simd::Cells c, int i) {
                     const __m128i at = simd::shifted(
                         c.index, _mm_loadu_si128(reinterpret_cast<const __m128i*>(shift + i)));
-                    return simd::readLevels4(r.levelA, r.levelB, r.weightA, r.weightB,
+                    return simd::readLevels4(t.levelA, t.levelB, t.weightA, t.weightB,
                                              simd::Cells{at, c.frac});
                 },
                 sum);
@@ -66,12 +69,12 @@ void EngineClassic::render(const OscBlock& b) {
                     s -= A[i] * readTableOffset(saw, p, shift[i]);
                     return s;
                 },
-                [&r, A, shift](simd::Cells c, int i) {
+                [A, shift](const TableReader& t, simd::Cells c, int i) {
                     const __m128i at = simd::shifted(
                         c.index, _mm_loadu_si128(reinterpret_cast<const __m128i*>(shift + i)));
                     const __m128 a = _mm_loadu_ps(A + i);
-                    return _mm_sub_ps(simd::read4(r.sawTable, c.index, c.frac),
-                                      _mm_mul_ps(a, simd::read4(r.sawTable, at, c.frac)));
+                    return _mm_sub_ps(simd::read4(t.sawTable, c.index, c.frac),
+                                      _mm_mul_ps(a, simd::read4(t.sawTable, at, c.frac)));
                 },
                 sum);
             break;
@@ -87,15 +90,15 @@ void EngineClassic::render(const OscBlock& b) {
                         wa * readTableOffset(la, p, sh) + wb * readTableOffset(lb, p, sh);
                     return (1.0f - W[i]) * s + W[i] * w;
                 },
-                [&r, A, W, shift](simd::Cells c, int i) {
+                [A, W, shift](const TableReader& t, simd::Cells c, int i) {
                     const __m128i at = simd::shifted(
                         c.index, _mm_loadu_si128(reinterpret_cast<const __m128i*>(shift + i)));
                     const __m128 a = _mm_loadu_ps(A + i);
                     const __m128 w = _mm_loadu_ps(W + i);
                     const __m128 pulse =
-                        _mm_sub_ps(simd::read4(r.sawTable, c.index, c.frac),
-                                   _mm_mul_ps(a, simd::read4(r.sawTable, at, c.frac)));
-                    const __m128 wave = simd::readLevels4(r.levelA, r.levelB, r.weightA, r.weightB,
+                        _mm_sub_ps(simd::read4(t.sawTable, c.index, c.frac),
+                                   _mm_mul_ps(a, simd::read4(t.sawTable, at, c.frac)));
+                    const __m128 wave = simd::readLevels4(t.levelA, t.levelB, t.weightA, t.weightB,
                                                           simd::Cells{at, c.frac});
                     return _mm_add_ps(_mm_mul_ps(_mm_sub_ps(_mm_set1_ps(1.0f), w), pulse),
                                       _mm_mul_ps(w, wave));

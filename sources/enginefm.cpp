@@ -10,6 +10,24 @@ namespace {
 /// 48 semitones on the 0..1 pitch scale.
 constexpr float kModRange = 0.37795275f;
 constexpr float kGlideEnd = 0.0001f;
+
+/// The modulator's note per sample: (pitch + ctrlB * 48 semitones) * 127 + detune, clamped to
+/// 0..127, four at a time (`padded` is a multiple of 4).
+void modulatorNotes(const float* pitch, const float* B, float det, float* out, int padded) {
+    const __m128 range = _mm_set1_ps(kModRange);
+    const __m128 top = _mm_set1_ps(127.0f);
+    const __m128 detune = _mm_set1_ps(det);
+    for (int i = 0; i < padded; i += 4) {
+        const __m128 m = _mm_add_ps(
+            _mm_mul_ps(_mm_add_ps(_mm_loadu_ps(pitch + i), _mm_mul_ps(_mm_loadu_ps(B + i), range)),
+                       top),
+            detune);
+        const __m128 above = _mm_cmpgt_ps(m, top);
+        const __m128 below = _mm_cmplt_ps(m, _mm_setzero_ps());
+        const __m128 high = _mm_or_ps(_mm_and_ps(above, top), _mm_andnot_ps(above, m));
+        _mm_storeu_ps(out + i, _mm_andnot_ps(below, high));
+    }
+}
 } // namespace
 
 void DepthGlide::fill(const float* ctrlA, const float* retrig, bool sounding, float step,
@@ -72,35 +90,30 @@ void EngineFM::render(const OscBlock& b) {
     const bool noWave = !b.wtmixModulated && W[0] == 0.0f && W[n - 1] == 0.0f;
     for (int slot = 0; slot < b.count; ++slot) {
         const float det = b.detune[slot];
-        for (int i = 0; i < padded; ++i) {
-            const float m = (pitch[i] + B[i] * kModRange) * 127.0f + det;
-            modNote[i] = m < 0.0f ? 0.0f : (m > 127.0f ? 127.0f : m);
-        }
+        modulatorNotes(pitch, B, det, modNote, padded);
         slotNotes(pitch, det, buffers.note, n, carrierBlock.notesSteady);
         const auto levels = [](const float*, const float* la, const float* lb, float wa, float wb,
                                float p, int) { return readLevels(la, lb, wa, wb, p); };
-        const auto levels4 = [](const TableReader& r) {
-            return [&r](__m128 p, int) {
-                return simd::readLevels4(r.levelA, r.levelB, r.weightA, r.weightB,
-                                         simd::cellsOf(p));
-            };
+        const auto levels4 = [](const TableReader& t, __m128 p, int) {
+            return simd::readLevels4(t.levelA, t.levelB, t.weightA, t.weightB, simd::cellsOf(p));
         };
         // With no blend towards the plain wave its samples would be multiplied away; its
         // reader only has to keep time.
         const bool plainSkipped = noWave && plain[slot].skipSteady(plainBlock, modNote, n);
         if (!plainSkipped)
             plain[slot].runPhaseVector(plainBlock, slot, modNote, b.retrig, plainOut, n, levels,
-                                       levels4(plain[slot]));
-        modulator[slot].runPhaseVector(sine, slot, modNote, b.retrig, modOut, n, levels,
-                                       levels4(modulator[slot]));
-        for (int i = 0; i < padded; ++i) modOut[i] *= depthBuf[i] * 4096.0f;
+                                       levels4);
+        modulator[slot].runPhaseVector(sine, slot, modNote, b.retrig, modOut, n, levels, levels4);
+        for (int i = 0; i < padded; i += 4)
+            _mm_storeu_ps(modOut + i,
+                          _mm_mul_ps(_mm_loadu_ps(modOut + i),
+                                     _mm_mul_ps(_mm_loadu_ps(depthBuf + i), _mm_set1_ps(4096.0f))));
         const float* mod = modOut;
-        const TableReader& c = carrier[slot];
         carrier[slot].runPhaseVector(
             carrierBlock, slot, buffers.note, b.retrig, buffers.slot, n,
             [mod](const float*, const float* la, const float* lb, float wa, float wb, float p,
                   int i) { return readLevels(la, lb, wa, wb, wrapOnce(p + mod[i])); },
-            [&c, mod](__m128 p, int i) {
+            [mod](const TableReader& c, __m128 p, int i) {
                 // wrapOnce() on four phases: at most one of the two corrections applies.
                 const __m128 q = _mm_add_ps(p, _mm_loadu_ps(mod + i));
                 const __m128 above = _mm_cmpgt_ps(q, _mm_set1_ps(4096.0f));
@@ -114,8 +127,13 @@ void EngineFM::render(const OscBlock& b) {
                                          simd::cellsOf(wrapped));
             });
         if (!plainSkipped)
-            for (int i = 0; i < padded; ++i)
-                buffers.slot[i] = (1.0f - W[i]) * buffers.slot[i] + W[i] * plainOut[i];
+            for (int i = 0; i < padded; i += 4) {
+                const __m128 w = _mm_loadu_ps(W + i);
+                _mm_storeu_ps(buffers.slot + i,
+                              _mm_add_ps(_mm_mul_ps(_mm_sub_ps(_mm_set1_ps(1.0f), w),
+                                                    _mm_loadu_ps(buffers.slot + i)),
+                                         _mm_mul_ps(w, _mm_loadu_ps(plainOut + i))));
+            }
         addToSums(buffers.slot, b.levelL[slot], b.levelR[slot], buffers.sumL, buffers.sumR, n);
     }
 }

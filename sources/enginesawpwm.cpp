@@ -69,15 +69,15 @@ void EngineSawPwm::render(const OscBlock& b) {
         if (noWave)
             r.runPhaseVectorInto(
                 b.reader, slot, buffers.note, b.retrig, buffers.slot, n, read,
-                [&r, ratio, B, W, shift](__m128 p, int i) {
-                    return pulseSamples<false>(r, ratio, B, W, shift, p, i);
+                [ratio, B, W, shift](const TableReader& t, __m128 p, int i) {
+                    return pulseSamples<false>(t, ratio, B, W, shift, p, i);
                 },
                 sum);
         else
             r.runPhaseVectorInto(
                 b.reader, slot, buffers.note, b.retrig, buffers.slot, n, read,
-                [&r, ratio, B, W, shift](__m128 p, int i) {
-                    return pulseSamples<true>(r, ratio, B, W, shift, p, i);
+                [ratio, B, W, shift](const TableReader& t, __m128 p, int i) {
+                    return pulseSamples<true>(t, ratio, B, W, shift, p, i);
                 },
                 sum);
     }

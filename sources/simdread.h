@@ -28,7 +28,7 @@ inline __m128i shifted(__m128i index, __m128i offset) {
 }
 
 /// The pairs at cells a and b in the low and high halves of one register: two loads.
-inline __m128 pairsAt(const float* table, int a, int b) {
+inline __m128 pairsAt(const float* table, unsigned a, unsigned b) {
     const __m128 low =
         _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(table + a)));
     return _mm_loadh_pi(low, reinterpret_cast<const __m64*>(table + b));
@@ -36,10 +36,14 @@ inline __m128 pairsAt(const float* table, int a, int b) {
 
 /// Linear reads of `table` at four cells with their fractions.
 inline __m128 read4(const float* table, __m128i index, __m128 frac) {
-    alignas(16) int at[4];
-    _mm_store_si128(reinterpret_cast<__m128i*>(at), index);
-    const __m128 p01 = pairsAt(table, at[0], at[1]);
-    const __m128 p23 = pairsAt(table, at[2], at[3]);
+    // Two indices per move to a general register: they are never negative, so the halves of
+    // one 64-bit word split with a shift and a truncation.
+    const unsigned long long low = static_cast<unsigned long long>(_mm_cvtsi128_si64(index));
+    const unsigned long long high =
+        static_cast<unsigned long long>(_mm_cvtsi128_si64(_mm_unpackhi_epi64(index, index)));
+    const __m128 p01 = pairsAt(table, static_cast<unsigned>(low), static_cast<unsigned>(low >> 32));
+    const __m128 p23 =
+        pairsAt(table, static_cast<unsigned>(high), static_cast<unsigned>(high >> 32));
     const __m128 value = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(2, 0, 2, 0));
     const __m128 diff = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(3, 1, 3, 1));
     return _mm_add_ps(value, _mm_mul_ps(frac, diff));

@@ -20,6 +20,12 @@ bool isConstant(const float* x, int frames) {
     return differ == 0;
 }
 
+bool holdsPitchIndex(const float* note, int frames, int index) {
+    int differ = 0;
+    for (int i = 0; i < frames; ++i) differ |= noteToPitchIndex(note[i]) != index;
+    return differ == 0;
+}
+
 void TableReader::lookUp(float note) {
     const float n = std::clamp(note, 0.0f, 127.0f);
     const int j = noteToPitchIndex(n);
@@ -93,11 +99,14 @@ void slotNotes(const float* pitch, float detune, float* out, int frames, bool st
 }
 
 void addToSums(const float* in, float levelL, float levelR, float* sumL, float* sumR, int frames) {
+    // Written out in registers: the three buffers may not be proven apart, and the scalar form
+    // then stays one sample at a time.
+    const __m128 l = _mm_set1_ps(levelL);
+    const __m128 r = _mm_set1_ps(levelR);
     for (int i = 0; i < frames; i += 4) {
-        for (int k = 0; k < 4; ++k) {
-            sumL[i + k] += levelL * in[i + k];
-            sumR[i + k] += levelR * in[i + k];
-        }
+        const __m128 x = _mm_loadu_ps(in + i);
+        _mm_storeu_ps(sumL + i, _mm_add_ps(_mm_loadu_ps(sumL + i), _mm_mul_ps(l, x)));
+        _mm_storeu_ps(sumR + i, _mm_add_ps(_mm_loadu_ps(sumR + i), _mm_mul_ps(r, x)));
     }
 }
 

@@ -16,6 +16,9 @@
 
 namespace torvo {
 
+/// True when every one of the first `frames` notes falls on pitch step `index`.
+bool holdsPitchIndex(const float* note, int frames, int index);
+
 /// Start modes of a retriggered reader.
 enum StartMode : int {
     kStartRandom = 0, ///< a phase from the module's bag
@@ -81,12 +84,14 @@ public:
     void runInto(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
                  float* out, int frames, Read read, const SlotSum& sum);
     /// As runInto(), with a second form of the read for a steady block that takes four cells
-    /// at once: vread(cells, i) -> __m128 for samples i..i+3, with the tables of this reader.
+    /// at once: vread(tables, cells, i) -> __m128 for samples i..i+3, where `tables` is a copy
+    /// of this reader made for the block (a local copy stays in registers: the stores into
+    /// the sums cannot touch it, so the tables and weights are not fetched again per group).
     template <class Read, class VRead>
     void runVectorInto(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
                        float* out, int frames, Read read, VRead vread, const SlotSum& sum);
     /// As runVectorInto(), but the vector read takes the four phases themselves:
-    /// vread(phases, i) -> __m128, for engines that move or scale the phase before reading.
+    /// vread(tables, phases, i) -> __m128, for engines that move or scale the phase first.
     template <class Read, class VRead>
     void runPhaseVectorInto(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
                             float* out, int frames, Read read, VRead vread, const SlotSum& sum);
@@ -100,7 +105,7 @@ public:
     /// the block is not steady; the caller then renders it.
     bool skipSteady(const ReaderBlock& rb, const float* note, int frames) {
         prepare(rb, note[0]);
-        if (!steadyBlock(rb)) return false;
+        if (!steadyBlock(rb, note, frames)) return false;
         if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
         float end = phase + static_cast<float>(frames) * increment;
         end -= static_cast<float>(static_cast<int>(end * (1.0f / 4096.0f))) * 4096.0f;
@@ -136,10 +141,12 @@ public:
 
 private:
     /// The block holds nothing that needs the per-sample checks: no retrigger, no fade, no
-    /// wave change and one pitch throughout.
-    bool steadyBlock(const ReaderBlock& rb) const {
-        return rb.noRetrigger && rb.notesSteady && !fadeActive && !waveChanged &&
-               lastWave == rb.wave;
+    /// wave change and one pitch throughout. Notes that wander within the cached pitch step
+    /// (a finely modulated FM ratio, say) count as one pitch: the sample loop would never
+    /// look anything up for them either.
+    bool steadyBlock(const ReaderBlock& rb, const float* note, int frames) const {
+        if (!rb.noRetrigger || fadeActive || waveChanged || lastWave != rb.wave) return false;
+        return rb.notesSteady || holdsPitchIndex(note, frames, pitchIndex);
     }
     void prepare(const ReaderBlock& rb, float firstNote);
     template <class Read> void runSteady(float* out, int frames, Read& read);
@@ -155,7 +162,7 @@ void TableReader::run(const ReaderBlock& rb, int slot, const float* note, const 
                       float* out, int frames, Read read, Hooks hooks) {
     prepare(rb, note[0]);
     if constexpr (Hooks::kPlain) {
-        if (steadyBlock(rb)) {
+        if (steadyBlock(rb, note, frames)) {
             if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
             runSteady(out, frames, read);
             return;
@@ -261,7 +268,7 @@ template <class Read>
 void TableReader::runInto(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
                           float* out, int frames, Read read, const SlotSum& sum) {
     prepare(rb, note[0]);
-    if (steadyBlock(rb)) {
+    if (steadyBlock(rb, note, frames)) {
         if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
         runSteadyInto(sum, frames, read);
         return;
@@ -275,19 +282,20 @@ void TableReader::runVectorInto(const ReaderBlock& rb, int slot, const float* no
                                 const float* retrig, float* out, int frames, Read read, VRead vread,
                                 const SlotSum& sum) {
     prepare(rb, note[0]);
-    if (!steadyBlock(rb)) {
+    if (!steadyBlock(rb, note, frames)) {
         run(rb, slot, note, retrig, out, frames, read);
         addToSums(out, sum.levelL, sum.levelR, sum.sumL, sum.sumR, frames);
         return;
     }
     if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
+    const TableReader tables = *this;
     const float base = phase;
     const float inc = increment;
     const __m128 l = _mm_set1_ps(sum.levelL);
     const __m128 r = _mm_set1_ps(sum.levelR);
     const int padded = (frames + 3) & ~3;
     for (int i = 0; i < padded; i += 4) {
-        const __m128 s = vread(simd::cellsOf(simd::phases4(base, inc, i)), i);
+        const __m128 s = vread(tables, simd::cellsOf(simd::phases4(base, inc, i)), i);
         _mm_storeu_ps(sum.sumL + i, _mm_add_ps(_mm_loadu_ps(sum.sumL + i), _mm_mul_ps(l, s)));
         _mm_storeu_ps(sum.sumR + i, _mm_add_ps(_mm_loadu_ps(sum.sumR + i), _mm_mul_ps(r, s)));
     }
@@ -301,19 +309,20 @@ void TableReader::runPhaseVectorInto(const ReaderBlock& rb, int slot, const floa
                                      const float* retrig, float* out, int frames, Read read,
                                      VRead vread, const SlotSum& sum) {
     prepare(rb, note[0]);
-    if (!steadyBlock(rb)) {
+    if (!steadyBlock(rb, note, frames)) {
         run(rb, slot, note, retrig, out, frames, read);
         addToSums(out, sum.levelL, sum.levelR, sum.sumL, sum.sumR, frames);
         return;
     }
     if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
+    const TableReader tables = *this;
     const float base = phase;
     const float inc = increment;
     const __m128 l = _mm_set1_ps(sum.levelL);
     const __m128 r = _mm_set1_ps(sum.levelR);
     const int padded = (frames + 3) & ~3;
     for (int i = 0; i < padded; i += 4) {
-        const __m128 s = vread(simd::phases4(base, inc, i), i);
+        const __m128 s = vread(tables, simd::phases4(base, inc, i), i);
         _mm_storeu_ps(sum.sumL + i, _mm_add_ps(_mm_loadu_ps(sum.sumL + i), _mm_mul_ps(l, s)));
         _mm_storeu_ps(sum.sumR + i, _mm_add_ps(_mm_loadu_ps(sum.sumR + i), _mm_mul_ps(r, s)));
     }
@@ -327,16 +336,17 @@ void TableReader::runPhaseVector(const ReaderBlock& rb, int slot, const float* n
                                  const float* retrig, float* out, int frames, Read read,
                                  VRead vread) {
     prepare(rb, note[0]);
-    if (!steadyBlock(rb)) {
+    if (!steadyBlock(rb, note, frames)) {
         run(rb, slot, note, retrig, out, frames, read);
         return;
     }
     if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
+    const TableReader tables = *this;
     const float base = phase;
     const float inc = increment;
     const int padded = (frames + 3) & ~3;
     for (int i = 0; i < padded; i += 4)
-        _mm_storeu_ps(out + i, vread(simd::phases4(base, inc, i), i));
+        _mm_storeu_ps(out + i, vread(tables, simd::phases4(base, inc, i), i));
     float end = base + static_cast<float>(frames) * inc;
     end -= static_cast<float>(static_cast<int>(end * (1.0f / 4096.0f))) * 4096.0f;
     phase = end;
