@@ -4,8 +4,8 @@
 #include "effects/fxchain.h"
 #include "effects/modulefxequalizer.h"
 #include "effects/modulefxshaper.h"
-#include "engine/engineshared.h"
-#include "engine/pool.h"
+
+#include "fxbench.h"
 
 #include <benchmark/benchmark.h>
 
@@ -16,18 +16,12 @@ namespace {
 
 using namespace torvo;
 
-constexpr int kBlock = 256;
+constexpr int kBlock = bench::kFrames;
 constexpr float kRate = 44100.0f;
 
 struct Bench {
     Bench() {
-        shared.pool = &pool;
-        for (Module* m : {static_cast<Module*>(&shaper), static_cast<Module*>(&eq)}) {
-            m->init(nullptr, &shared, nullptr, "bench");
-            m->createVoices();
-            m->setSampleRate(kRate);
-            m->setMaxBlockSize(kBlock);
-        }
+        host.prepare({&shaper, &eq}, kRate);
         chain.shaper = &shaper;
         chain.equalizer = &eq;
         eq.volume.reset(0.5f);
@@ -63,21 +57,16 @@ struct Bench {
         eq.power = eq.warm = eq.soft = false;
     }
     void run(benchmark::State& state) {
-        std::vector<float> l(kBlock), r(kBlock);
-        float* st[2] = {l.data(), r.data()};
-        for (auto _ : state) {
-            std::copy(left, left + kBlock, l.begin());
-            std::copy(right, right + kBlock, r.begin());
+        bench::timeBlocks(state, left, right, [&](float* l, float* r) {
+            float* st[2] = {l, r};
             chain.run(kBlock, st, false, false);
-            benchmark::DoNotOptimize(l.data());
-        }
+        });
     }
-    Pool pool;
-    EngineShared shared;
+    bench::Standalone host;
     ModuleFxShaper shaper;
     ModuleFxEqualizer eq;
     FxChain chain;
-    float left[kBlock] = {}, right[kBlock] = {};
+    std::vector<float> left = std::vector<float>(kBlock), right = std::vector<float>(kBlock);
 };
 
 void BM_FxChainAllOff(benchmark::State& state) {

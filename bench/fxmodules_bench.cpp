@@ -11,45 +11,27 @@
 #include "effects/modulefxphaser.h"
 #include "effects/modulefxrever.h"
 #include "effects/modulefxshaper.h"
-#include "engine/engineshared.h"
-#include "engine/pool.h"
 #include "shell/paramtable.h"
+
+#include "fxbench.h"
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
-#include <cmath>
-#include <cstdint>
 #include <vector>
 
 namespace {
 
 using namespace torvo;
+using bench::kFrames;
 
-constexpr int kFrames = 256;
 constexpr float kRate = 44100.0f;
-
-struct Noise {
-    uint32_t seed = 1u;
-    void fill(float* x, int n, float level) {
-        for (int i = 0; i < n; ++i) {
-            seed = seed * 1664525u + 1013904223u;
-            x[i] = level * (static_cast<float>(seed >> 8) / 8388608.0f - 1.0f);
-        }
-    }
-};
 
 enum Effect { kChorus = 0, kDelay, kPhaser, kCompressor };
 
 /// One of the four effects on its own, with its own pool.
 struct Rig {
     Rig(int effect, int setting, float feedbackControl) : which(effect) {
-        shared.pool = &pool;
-        Module* m = module();
-        m->init(nullptr, &shared, nullptr, "bench");
-        m->createVoices();
-        m->setMaxBlockSize(kFrames);
-        m->setSampleRate(kRate);
+        host.prepare({module()}, kRate);
         switch (which) {
         case kChorus:
             chorus.setParameter(0, static_cast<float>(setting) * kThousandth);
@@ -116,8 +98,7 @@ struct Rig {
         return false;
     }
     int which;
-    Pool pool;
-    EngineShared shared;
+    bench::Standalone host;
     ModuleFxChorus chorus;
     ModuleFxDelay delay;
     ModuleFxPhaser phaser;
@@ -127,16 +108,9 @@ struct Rig {
 /// range(0): effect; range(1): setting (chorus mode, delay ping-pong, phaser stages).
 void BM_FxBlock(benchmark::State& state) {
     Rig rig(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)), 0.7f);
-    std::vector<float> inL(kFrames), inR(kFrames), l(kFrames), r(kFrames);
-    Noise noise;
-    noise.fill(inL.data(), kFrames, 0.5f);
-    noise.fill(inR.data(), kFrames, 0.5f);
-    for (auto _ : state) {
-        std::copy(inL.begin(), inL.end(), l.begin());
-        std::copy(inR.begin(), inR.end(), r.begin());
-        rig.block(l.data(), r.data());
-        benchmark::DoNotOptimize(l.data());
-    }
+    std::vector<float> inL, inR;
+    bench::noiseBlock(inL, inR, 0.5f);
+    bench::timeBlocks(state, inL, inR, [&](float* l, float* r) { rig.block(l, r); });
     state.SetItemsProcessed(state.iterations() * kFrames);
 }
 BENCHMARK(BM_FxBlock)
@@ -158,25 +132,7 @@ void BM_FxTailAgainstSilence(benchmark::State& state) {
     const int effect = static_cast<int>(state.range(0));
     const int setting = effect == kChorus ? 3 : (effect == kPhaser ? 8 : 1);
     Rig rig(effect, setting, 0.8f);
-    std::vector<float> l(kFrames), r(kFrames);
-    Noise noise;
-    for (int b = 0; b < 2 * 44100 / kFrames; ++b) {
-        noise.fill(l.data(), kFrames, 0.5f);
-        noise.fill(r.data(), kFrames, 0.5f);
-        rig.block(l.data(), r.data());
-    }
-    if (state.range(1) == 0) rig.clear();
-    for (int b = 0; b < 20 * 44100 / kFrames; ++b) {
-        std::fill(l.begin(), l.end(), 0.0f);
-        std::fill(r.begin(), r.end(), 0.0f);
-        rig.block(l.data(), r.data());
-    }
-    for (auto _ : state) {
-        std::fill(l.begin(), l.end(), 0.0f);
-        std::fill(r.begin(), r.end(), 0.0f);
-        rig.block(l.data(), r.data());
-        benchmark::DoNotOptimize(l.data());
-    }
+    bench::timeTailAgainstSilence(state, rig, state.range(1) == 0);
     state.counters["subnormalState"] = rig.subnormals() ? 1 : 0;
 }
 BENCHMARK(BM_FxTailAgainstSilence)
@@ -194,26 +150,7 @@ void BM_FxMinuteAtFullFeedback(benchmark::State& state) {
             rig.delay.timeL.reset(0.05f);
             rig.delay.timeR.reset(0.08f);
         }
-        std::vector<float> l(kFrames), r(kFrames);
-        Noise noise;
-        float peak = 0.0f;
-        double first = 0.0, last = 0.0;
-        const int blocks = static_cast<int>(60 * kRate) / kFrames;
-        const int second = static_cast<int>(kRate) / kFrames;
-        for (int b = 0; b < blocks; ++b) {
-            noise.fill(l.data(), kFrames, 0.5f);
-            noise.fill(r.data(), kFrames, 0.5f);
-            rig.block(l.data(), r.data());
-            double e = 0.0;
-            for (int i = 0; i < kFrames; ++i) {
-                peak = std::max({peak, std::fabs(l[i]), std::fabs(r[i])});
-                e += double(l[i]) * l[i] + double(r[i]) * r[i];
-            }
-            if (b >= second && b < 2 * second) first += e;
-            if (b >= blocks - second) last += e;
-        }
-        state.counters["peak"] = peak;
-        state.counters["lastToSecondSecond_dB"] = 10.0 * std::log10(last / first);
+        bench::minuteOfNoise(state, rig, kRate);
     }
 }
 BENCHMARK(BM_FxMinuteAtFullFeedback)
@@ -235,14 +172,7 @@ BENCHMARK(BM_FxMinuteAtFullFeedback)
 /// All seven effects on, in chain order, per 256-frame block.
 struct Chain {
     Chain() {
-        shared.pool = &pool;
-        Module* all[] = {&shaper, &phaser, &chorus, &eq, &reverb, &compressor, &delay};
-        for (Module* m : all) {
-            m->init(nullptr, &shared, nullptr, "bench");
-            m->createVoices();
-            m->setMaxBlockSize(kFrames);
-            m->setSampleRate(kRate);
-        }
+        host.prepare({&shaper, &phaser, &chorus, &eq, &reverb, &compressor, &delay}, kRate);
         chain = {&shaper, &phaser, &chorus, &eq, &reverb, &compressor, &delay};
         shaper.mode = ModuleFxShaper::kWarm;
         shaper.hq = true;
@@ -289,8 +219,7 @@ struct Chain {
         delay.color.reset(0.5f);
         delay.wet.reset(0.3f);
     }
-    Pool pool;
-    EngineShared shared;
+    bench::Standalone host;
     ModuleFxShaper shaper;
     ModuleFxPhaser phaser;
     ModuleFxChorus chorus;
@@ -303,17 +232,12 @@ struct Chain {
 
 void BM_FxChainAllSevenOn(benchmark::State& state) {
     Chain c;
-    std::vector<float> inL(kFrames), inR(kFrames), l(kFrames), r(kFrames);
-    Noise noise;
-    noise.fill(inL.data(), kFrames, 0.3f);
-    noise.fill(inR.data(), kFrames, 0.3f);
-    float* st[2] = {l.data(), r.data()};
-    for (auto _ : state) {
-        std::copy(inL.begin(), inL.end(), l.begin());
-        std::copy(inR.begin(), inR.end(), r.begin());
+    std::vector<float> inL, inR;
+    bench::noiseBlock(inL, inR, 0.3f);
+    bench::timeBlocks(state, inL, inR, [&](float* l, float* r) {
+        float* st[2] = {l, r};
         c.chain.run(kFrames, st, false, false);
-        benchmark::DoNotOptimize(l.data());
-    }
+    });
     state.SetItemsProcessed(state.iterations() * kFrames);
 }
 BENCHMARK(BM_FxChainAllSevenOn)->Unit(benchmark::kMicrosecond);

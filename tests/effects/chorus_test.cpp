@@ -25,14 +25,17 @@ namespace {
 constexpr int kBlock = 256;
 constexpr float kRate = 44100.0f;
 
+using test::impulseResponse;
+using test::noise;
+using test::run;
+using test::Stereo;
 using Rig = test::Standalone<ModuleFxChorus>;
 
 /// A chorus in a mode with its controls standing still: no modulation, no feedback, open
 /// filters, wet only.
 std::unique_ptr<Rig> makeChorus(int mode, float rate = kRate) {
-    auto rig = std::make_unique<Rig>(kBlock, "ModuleFxChorus::fx_chorus");
+    auto rig = test::makeStandaloneFx<ModuleFxChorus>("ModuleFxChorus::fx_chorus", rate);
     ModuleFxChorus& m = rig->m;
-    m.setSampleRate(rate);
     m.setParameter(0, static_cast<float>(mode) * kThousandth);
     m.delay.reset(0.5f);
     m.feedback.reset(0.5f);
@@ -43,37 +46,6 @@ std::unique_ptr<Rig> makeChorus(int mode, float rate = kRate) {
     m.lowCut.reset(0.0f);
     m.wet.reset(1.0f);
     return rig;
-}
-
-struct Stereo {
-    std::vector<float> l, r;
-    explicit Stereo(int n) : l(n), r(n) {}
-};
-
-void run(ModuleFxChorus& m, Stereo& s) {
-    const int n = static_cast<int>(s.l.size());
-    for (int i = 0; i < n; i += kBlock) {
-        float* ptrs[2] = {s.l.data() + i, s.r.data() + i};
-        m.processFx(std::min(kBlock, n - i), ptrs);
-    }
-}
-
-Stereo impulseResponse(ModuleFxChorus& m, int n) {
-    Stereo s(n);
-    s.l[0] = s.r[0] = 1.0f;
-    run(m, s);
-    return s;
-}
-
-Stereo noise(int n, float level, uint32_t seed = 99u) {
-    Stereo s(n);
-    for (int i = 0; i < n; ++i) {
-        seed = seed * 1664525u + 1013904223u;
-        s.l[i] = level * (static_cast<float>(seed >> 8) / 8388608.0f - 1.0f);
-        seed = seed * 1664525u + 1013904223u;
-        s.r[i] = level * (static_cast<float>(seed >> 8) / 8388608.0f - 1.0f);
-    }
-    return s;
 }
 
 /// Largest step between neighbouring samples in [centre − 8, centre + 8]: an echo is a
@@ -279,13 +251,6 @@ TEST(ChorusEnsemble, DelayFloorSubtractedSecondLineAndWetAlone) {
     EXPECT_NEAR(centroid(w.r, r0 - 8, r0 + 8), 0.55 * unit, 0.2);
 }
 
-double blockPeak(const Stereo& s, int from, int n) {
-    double peak = 0.0;
-    for (int i = from; i < from + n; ++i)
-        peak = std::max({peak, double(std::fabs(s.l[i])), double(std::fabs(s.r[i]))});
-    return peak;
-}
-
 TEST(ChorusStability, FullFeedbackStaysBoundedAndTheTailDiesInEveryMode) {
     for (int mode = 0; mode <= ModuleFxChorus::kEnsemble; ++mode) {
         for (float fb : {0.0f, 1.0f, 0.8f}) {
@@ -296,21 +261,21 @@ TEST(ChorusStability, FullFeedbackStaysBoundedAndTheTailDiesInEveryMode) {
             m.depth.reset(1.0f);
             m.wide.reset(1.0f);
             m.rate.reset(0.6f);
-            Stereo s = noise(static_cast<int>(1.5 * kRate), 0.5f);
+            Stereo s = noise(static_cast<int>(1.5 * kRate), 0.5f, 99u);
             run(m, s);
             EXPECT_TRUE(test::allClean(s.l.data(), int(s.l.size())));
             EXPECT_TRUE(test::allClean(s.r.data(), int(s.r.size())));
-            EXPECT_LT(blockPeak(s, 0, int(s.l.size())), 20.0);
+            EXPECT_LT(test::peakOf(s, 0, int(s.l.size())), 20.0);
             // Silence: the echoes fall (at ±0.95 slowly, at 0.8 × 1.9 − 0.95 to nothing) and
             // the lines hold no subnormal numbers.
             Stereo quiet(static_cast<int>(1.5 * kRate));
             run(m, quiet);
             const int last = int(quiet.l.size()) - kBlock;
-            const double tail = blockPeak(quiet, last, kBlock);
+            const double tail = test::peakOf(quiet, last, last + kBlock);
             if (fb == 0.8f)
                 EXPECT_LT(tail, 1e-5);
             else
-                EXPECT_LT(tail, 0.5 * blockPeak(quiet, 0, kBlock));
+                EXPECT_LT(tail, 0.5 * test::peakOf(quiet, 0, kBlock));
             EXPECT_FALSE(m.holdsSubnormals());
         }
     }
@@ -320,7 +285,7 @@ TEST(ChorusLifecycle, BypassKeepsTheLinesClearEmptiesThemAndNothingAllocates) {
     auto rig = makeChorus(2);
     ModuleFxChorus& m = rig->m;
     m.feedback.reset(0.8f);
-    Stereo s = noise(8192, 0.5f);
+    Stereo s = noise(8192, 0.5f, 99u);
     run(m, s);
 
     // Muted, and at wet 0, the audio passes untouched.

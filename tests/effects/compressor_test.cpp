@@ -25,37 +25,16 @@ namespace {
 constexpr int kBlock = 256;
 constexpr float kRate = 44100.0f;
 
+using test::noise;
+using test::run;
+using test::Stereo;
 using Rig = test::Standalone<ModuleFxCompressor>;
 
 std::unique_ptr<Rig> makeCompressor(float amount) {
-    auto rig = std::make_unique<Rig>(kBlock, "ModuleFxCompressor::fx_compressor");
-    rig->m.setSampleRate(kRate);
+    auto rig =
+        test::makeStandaloneFx<ModuleFxCompressor>("ModuleFxCompressor::fx_compressor", kRate);
     rig->m.amount.reset(amount);
     return rig;
-}
-
-struct Stereo {
-    std::vector<float> l, r;
-    explicit Stereo(int n) : l(n), r(n) {}
-};
-
-void run(ModuleFxCompressor& m, Stereo& s) {
-    const int n = static_cast<int>(s.l.size());
-    for (int i = 0; i < n; i += kBlock) {
-        float* ptrs[2] = {s.l.data() + i, s.r.data() + i};
-        m.processFx(std::min(kBlock, n - i), ptrs);
-    }
-}
-
-Stereo noise(int n, float level, uint32_t seed = 23u) {
-    Stereo s(n);
-    for (int i = 0; i < n; ++i) {
-        seed = seed * 1664525u + 1013904223u;
-        s.l[i] = level * (static_cast<float>(seed >> 8) / 8388608.0f - 1.0f);
-        seed = seed * 1664525u + 1013904223u;
-        s.r[i] = level * (static_cast<float>(seed >> 8) / 8388608.0f - 1.0f);
-    }
-    return s;
 }
 
 // Fixed gain of each band with its stages at rest: input scale × output gain.
@@ -95,7 +74,7 @@ double toneOut(ModuleFxCompressor& m, double hz, float amplitude, double seconds
 TEST(CompressorOff, AtZeroTheAudioAndTheStateStandStill) {
     auto rig = makeCompressor(0.6f);
     ModuleFxCompressor& m = rig->m;
-    Stereo warm = noise(4096, 0.3f);
+    Stereo warm = noise(4096, 0.3f, 23u);
     run(m, warm);
     const float peak = m.stage(1).peak, smooth = m.stage(3).smooth, det = m.stage(5).detector;
     ASSERT_GT(peak, 0.0f);
@@ -181,11 +160,9 @@ TEST(CompressorGain, QuietTonesRiseToTheUpBoundAndLoudTonesLevelOffInEachBand) {
 TEST(CompressorOn, LoudNoiseStaysBoundedWithoutAllocation) {
     auto rig = makeCompressor(1.0f);
     ModuleFxCompressor& m = rig->m;
-    Stereo s = noise(static_cast<int>(2 * kRate), 2.0f);
+    Stereo s = noise(static_cast<int>(2 * kRate), 2.0f, 23u);
     run(m, s);
-    float peak = 0.0f;
-    for (int i = int(s.l.size()) / 2; i < int(s.l.size()); ++i)
-        peak = std::max({peak, std::fabs(s.l[i]), std::fabs(s.r[i])});
+    const float peak = test::peakOf(s, int(s.l.size()) / 2, int(s.l.size()));
     EXPECT_TRUE(test::allClean(s.l.data(), int(s.l.size())));
     EXPECT_LT(peak, 2.0f);
     Stereo block = noise(kBlock, 0.5f, 8u);

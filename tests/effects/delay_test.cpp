@@ -25,14 +25,16 @@ namespace {
 constexpr int kBlock = 256;
 constexpr float kRate = 44100.0f;
 
+using test::noise;
+using test::run;
+using test::Stereo;
 using Rig = test::Standalone<ModuleFxDelay>;
 
 /// A free-running delay with straight sides, no feedback, no modulation, open colour, wet
 /// only.
 std::unique_ptr<Rig> makeDelay(float rate = kRate) {
-    auto rig = std::make_unique<Rig>(kBlock, "ModuleFxDelay::fx_delay");
+    auto rig = test::makeStandaloneFx<ModuleFxDelay>("ModuleFxDelay::fx_delay", rate);
     ModuleFxDelay& m = rig->m;
-    m.setSampleRate(rate);
     m.setParameter(0, 0.0f); // ping-pong off
     m.setParameter(1, 0.0f); // free times
     m.timeL.reset(0.25f);
@@ -44,30 +46,6 @@ std::unique_ptr<Rig> makeDelay(float rate = kRate) {
     m.color.reset(0.5f);
     m.wet.reset(1.0f);
     return rig;
-}
-
-struct Stereo {
-    std::vector<float> l, r;
-    explicit Stereo(int n) : l(n), r(n) {}
-};
-
-void run(ModuleFxDelay& m, Stereo& s) {
-    const int n = static_cast<int>(s.l.size());
-    for (int i = 0; i < n; i += kBlock) {
-        float* ptrs[2] = {s.l.data() + i, s.r.data() + i};
-        m.processFx(std::min(kBlock, n - i), ptrs);
-    }
-}
-
-Stereo noise(int n, float level, uint32_t seed = 5u) {
-    Stereo s(n);
-    for (int i = 0; i < n; ++i) {
-        seed = seed * 1664525u + 1013904223u;
-        s.l[i] = level * (static_cast<float>(seed >> 8) / 8388608.0f - 1.0f);
-        seed = seed * 1664525u + 1013904223u;
-        s.r[i] = level * (static_cast<float>(seed >> 8) / 8388608.0f - 1.0f);
-    }
-    return s;
 }
 
 /// Where the largest |x| in [from, to) lies, and its value.
@@ -332,7 +310,7 @@ TEST(DelayEdges, ZeroTimeWithModulationStaysNonNegativeAndFinite) {
     m.modulate.reset(1.0f);
     m.rate.reset(1.0f);
     m.feedback.reset(0.9f);
-    Stereo s = noise(static_cast<int>(0.5 * kRate), 0.5f);
+    Stereo s = noise(static_cast<int>(0.5 * kRate), 0.5f, 5u);
     run(m, s);
     EXPECT_TRUE(test::allClean(s.l.data(), int(s.l.size())));
     EXPECT_TRUE(test::allClean(s.r.data(), int(s.r.size())));
@@ -353,11 +331,9 @@ TEST(DelayStability, FullFeedbackStaysBoundedInEveryRoutingAndTheTailDies) {
         m.timeR.reset(0.08f);
         m.feedback.reset(1.0f);
         m.modulate.reset(0.5f);
-        Stereo s = noise(static_cast<int>(3 * kRate), 0.5f);
+        Stereo s = noise(static_cast<int>(3 * kRate), 0.5f, 5u);
         run(m, s);
-        float peak = 0.0f;
-        for (int i = 0; i < int(s.l.size()); ++i)
-            peak = std::max({peak, std::fabs(s.l[i]), std::fabs(s.r[i])});
+        const float peak = test::peakOf(s, 0, int(s.l.size()));
         EXPECT_TRUE(test::allClean(s.l.data(), int(s.l.size())));
         EXPECT_LT(peak, 40.0f);
 
@@ -366,9 +342,7 @@ TEST(DelayStability, FullFeedbackStaysBoundedInEveryRoutingAndTheTailDies) {
         m.feedback.reset(0.5f);
         Stereo quiet(static_cast<int>(2 * kRate));
         run(m, quiet);
-        float tail = 0.0f;
-        for (int i = int(quiet.l.size()) - kBlock; i < int(quiet.l.size()); ++i)
-            tail = std::max({tail, std::fabs(quiet.l[i]), std::fabs(quiet.r[i])});
+        const float tail = test::peakOf(quiet, int(quiet.l.size()) - kBlock, int(quiet.l.size()));
         EXPECT_LT(tail, 1e-5f);
         EXPECT_FALSE(m.holdsSubnormals());
     }
@@ -377,7 +351,7 @@ TEST(DelayStability, FullFeedbackStaysBoundedInEveryRoutingAndTheTailDies) {
 TEST(DelayLifecycle, LinesSizedForTheRateClearEmptiesThemAndNothingAllocates) {
     auto rig = makeDelay(48000.0f);
     ModuleFxDelay& m = rig->m;
-    Stereo s = noise(kBlock, 0.5f);
+    Stereo s = noise(kBlock, 0.5f, 5u);
     run(m, s);
     EXPECT_EQ(m.lineLength(), 12 * 48000);
     m.setSampleRate(384000.0f);
@@ -389,7 +363,7 @@ TEST(DelayLifecycle, LinesSizedForTheRateClearEmptiesThemAndNothingAllocates) {
     m.feedback.reset(0.9f);
     m.timeL.reset(0.0f);
     auto energyAfter = [&](bool clear) {
-        Stereo loud = noise(4096, 0.5f);
+        Stereo loud = noise(4096, 0.5f, 5u);
         run(m, loud);
         if (clear) m.clear();
         Stereo quiet(8192);

@@ -27,13 +27,16 @@ constexpr int kBlock = 256;
 constexpr float kRate = 44100.0f;
 constexpr double kPi = 3.141592653589793;
 
+using test::impulseResponse;
+using test::noise;
+using test::run;
+using test::Stereo;
 using Rig = test::Standalone<ModuleFxPhaser>;
 
 /// A phaser standing still at a position: depth 0, no feedback, half wet.
 std::unique_ptr<Rig> makePhaser(int stages, float freq) {
-    auto rig = std::make_unique<Rig>(kBlock, "ModuleFxPhaser::fx_phaser");
+    auto rig = test::makeStandaloneFx<ModuleFxPhaser>("ModuleFxPhaser::fx_phaser", kRate);
     ModuleFxPhaser& m = rig->m;
-    m.setSampleRate(kRate);
     m.setParameter(0, static_cast<float>(stages) * kThousandth);
     m.freq.reset(freq);
     m.feedback.reset(0.5f);
@@ -42,30 +45,6 @@ std::unique_ptr<Rig> makePhaser(int stages, float freq) {
     m.depth.reset(0.0f);
     m.wet.reset(0.5f);
     return rig;
-}
-
-struct Stereo {
-    std::vector<float> l, r;
-    explicit Stereo(int n) : l(n), r(n) {}
-};
-
-void run(ModuleFxPhaser& m, Stereo& s) {
-    const int n = static_cast<int>(s.l.size());
-    for (int i = 0; i < n; i += kBlock) {
-        float* ptrs[2] = {s.l.data() + i, s.r.data() + i};
-        m.processFx(std::min(kBlock, n - i), ptrs);
-    }
-}
-
-Stereo noise(int n, float level, uint32_t seed = 17u) {
-    Stereo s(n);
-    for (int i = 0; i < n; ++i) {
-        seed = seed * 1664525u + 1013904223u;
-        s.l[i] = level * (static_cast<float>(seed >> 8) / 8388608.0f - 1.0f);
-        seed = seed * 1664525u + 1013904223u;
-        s.r[i] = level * (static_cast<float>(seed >> 8) / 8388608.0f - 1.0f);
-    }
-    return s;
 }
 
 /// |H(f)| of a measured impulse response.
@@ -100,13 +79,6 @@ double notchBetween(const std::vector<float>& h, double lo, double hi) {
             a = c;
     }
     return 0.5 * (a + b);
-}
-
-Stereo impulseResponse(ModuleFxPhaser& m, int n) {
-    Stereo s(n);
-    s.l[0] = s.r[0] = 1.0f;
-    run(m, s);
-    return s;
 }
 
 /// The sweep's frequency law: 20.602 Hz × 2^(119 x / 12).
@@ -159,7 +131,7 @@ TEST(PhaserSweep, FreqAtOneHoldsTheTopAndDepthZeroStopsTheLfo) {
     auto fast = makePhaser(2, 0.4f);
     slow->m.rate.reset(0.1f);
     fast->m.rate.reset(1.0f);
-    Stereo a = noise(8192, 0.5f), b = noise(8192, 0.5f);
+    Stereo a = noise(8192, 0.5f, 17u), b = noise(8192, 0.5f, 17u);
     run(slow->m, a);
     run(fast->m, b);
     EXPECT_EQ(a.l, b.l);
@@ -257,7 +229,7 @@ TEST(PhaserVowels, TableAndSettingsPlaceTheFormants) {
         auto b = makePhaser(mode, 0.0f);
         a->m.rate.reset(0.0f);
         b->m.rate.reset(1.0f);
-        Stereo x = noise(4096, 0.5f), y = noise(4096, 0.5f);
+        Stereo x = noise(4096, 0.5f, 17u), y = noise(4096, 0.5f, 17u);
         run(a->m, x);
         run(b->m, y);
         EXPECT_EQ(x.l, y.l) << mode;
@@ -285,18 +257,15 @@ TEST(PhaserStability, FullFeedbackStaysBoundedAndTheTailDiesInEverySetting) {
             m.rate.reset(0.7f);
             m.spread.reset(1.0f);
             m.wet.reset(1.0f);
-            Stereo s = noise(static_cast<int>(1.5 * kRate), 0.5f);
+            Stereo s = noise(static_cast<int>(1.5 * kRate), 0.5f, 17u);
             run(m, s);
-            float peak = 0.0f;
-            for (int i = 0; i < int(s.l.size()); ++i)
-                peak = std::max({peak, std::fabs(s.l[i]), std::fabs(s.r[i])});
+            const float peak = test::peakOf(s, 0, int(s.l.size()));
             EXPECT_TRUE(test::allClean(s.l.data(), int(s.l.size())));
             EXPECT_LT(peak, 20.0f);
             Stereo quiet(static_cast<int>(1.5 * kRate));
             run(m, quiet);
-            float tail = 0.0f;
-            for (int i = int(quiet.l.size()) - kBlock; i < int(quiet.l.size()); ++i)
-                tail = std::max({tail, std::fabs(quiet.l[i]), std::fabs(quiet.r[i])});
+            const float tail =
+                test::peakOf(quiet, int(quiet.l.size()) - kBlock, int(quiet.l.size()));
             EXPECT_LT(tail, 1e-5f);
             EXPECT_FALSE(m.holdsSubnormals());
         }
@@ -306,7 +275,7 @@ TEST(PhaserStability, FullFeedbackStaysBoundedAndTheTailDiesInEverySetting) {
 TEST(PhaserLifecycle, BypassLeavesAudioAloneAndNothingAllocates) {
     auto rig = makePhaser(3, 0.3f);
     ModuleFxPhaser& m = rig->m;
-    Stereo s = noise(kBlock, 0.5f);
+    Stereo s = noise(kBlock, 0.5f, 17u);
     const Stereo dry = s;
     m.setParameter(7, 1.0f);
     run(m, s);

@@ -8,6 +8,7 @@
 #include "engine/engineshared.h"
 #include "shell/paramtable.h"
 
+#include "fxmeasure.h"
 #include "support/alloccounter.h"
 #include "support/standalonemodule.h"
 
@@ -28,13 +29,15 @@ const float kRates[] = {44100.0f, 48000.0f, 96000.0f};
 const char* const kModeNames[] = {"plate1",   "plate2",   "hall", "sparkles",
                                   "ambience", "dmension", "aura"};
 
+using test::noise;
+using test::run;
+using test::Stereo;
 using Rig = test::Standalone<ModuleFxRever>;
 
 /// A reverb at a rate and mode with its controls standing still at the given values.
 std::unique_ptr<Rig> makeReverb(float rate, int mode, float decay = 0.635742f, float wet = 1.0f) {
-    auto rig = std::make_unique<Rig>(kBlock, "ModuleFxRever::fx_rever");
+    auto rig = test::makeStandaloneFx<ModuleFxRever>("ModuleFxRever::fx_rever", rate);
     ModuleFxRever& m = rig->m;
-    m.setSampleRate(rate);
     m.setParameter(0, static_cast<float>(mode) * kThousandth);
     m.wet.reset(wet);
     m.decay.reset(decay);
@@ -45,36 +48,8 @@ std::unique_ptr<Rig> makeReverb(float rate, int mode, float decay = 0.635742f, f
     return rig;
 }
 
-struct Stereo {
-    std::vector<float> l, r;
-};
-
-/// Runs the buffers through the module in blocks, in place.
-void run(ModuleFxRever& m, Stereo& s) {
-    const int n = static_cast<int>(s.l.size());
-    for (int i = 0; i < n; i += kBlock) {
-        float* ptrs[2] = {s.l.data() + i, s.r.data() + i};
-        m.processFx(std::min(kBlock, n - i), ptrs);
-    }
-}
-
-Stereo impulseResponse(ModuleFxRever& m, float seconds) {
-    const int n = static_cast<int>(seconds * m.sampleRate);
-    Stereo s{std::vector<float>(n), std::vector<float>(n)};
-    s.l[0] = s.r[0] = 1.0f;
-    run(m, s);
-    return s;
-}
-
-Stereo noise(int n, float level, uint32_t seed = 12345u) {
-    Stereo s{std::vector<float>(n), std::vector<float>(n)};
-    for (int i = 0; i < n; ++i) {
-        seed = seed * 1664525u + 1013904223u;
-        s.l[i] = level * (static_cast<float>(seed >> 8) / 8388608.0f - 1.0f);
-        seed = seed * 1664525u + 1013904223u;
-        s.r[i] = level * (static_cast<float>(seed >> 8) / 8388608.0f - 1.0f);
-    }
-    return s;
+Stereo impulseSeconds(ModuleFxRever& m, float seconds) {
+    return test::impulseResponse(m, static_cast<int>(seconds * m.sampleRate));
 }
 
 /// Reverberation time from the backward-integrated energy decay: a line fitted between -5 and
@@ -187,7 +162,7 @@ TEST(ReverbImpulse, DecayTimeIsTheSameAtEveryRateInEveryMode) {
         for (float rate : kRates) {
             auto rig = makeReverb(rate, mode, 0.1f);
             rig->m.damp.reset(0.7f);
-            const double t = rt60(impulseResponse(rig->m, 1.5f), rate);
+            const double t = rt60(impulseSeconds(rig->m, 1.5f), rate);
             SCOPED_TRACE(rate);
             EXPECT_GT(t, 0.05);
             if (reference == 0.0)
@@ -203,8 +178,8 @@ TEST(ReverbImpulse, DecayTimeFollowsTheDecayControl) {
         SCOPED_TRACE(kModeNames[mode]);
         auto shortRig = makeReverb(44100.0f, mode, 0.1f);
         auto longRig = makeReverb(44100.0f, mode, 0.3f);
-        const double shortTime = rt60(impulseResponse(shortRig->m, 2.0f), 44100.0f);
-        const double longTime = rt60(impulseResponse(longRig->m, 2.0f), 44100.0f);
+        const double shortTime = rt60(impulseSeconds(shortRig->m, 2.0f), 44100.0f);
+        const double longTime = rt60(impulseSeconds(longRig->m, 2.0f), 44100.0f);
         EXPECT_GT(longTime, 1.3 * shortTime);
     }
 }
@@ -213,16 +188,16 @@ TEST(ReverbImpulse, DmensionIsAnEarlyRoomWhoseReflectionsSpreadWithDecay) {
     // Its loop gain stays below 0.08: even at the longest decay nothing is left after 0.35 s,
     // while a plate at the same setting has most of its energy still to come.
     auto room = makeReverb(44100.0f, ModuleFxRever::kDmension, 1.0f);
-    const Stereo roomIr = impulseResponse(room->m, 1.0f);
+    const Stereo roomIr = impulseSeconds(room->m, 1.0f);
     const size_t late = static_cast<size_t>(0.35 * 44100);
     EXPECT_LT(energy(roomIr, late, roomIr.l.size()), 1e-9 * energy(roomIr, 0, late));
     auto plate = makeReverb(44100.0f, ModuleFxRever::kPlate1, 1.0f);
-    const Stereo plateIr = impulseResponse(plate->m, 1.0f);
+    const Stereo plateIr = impulseSeconds(plate->m, 1.0f);
     EXPECT_GT(energy(plateIr, late, plateIr.l.size()), 0.3 * energy(plateIr, 0, late));
 
     // The multi-tap size runs from 0.04 to 1.84: its last tap (2826) moves from 4 ms to 175 ms.
     auto tight = makeReverb(44100.0f, ModuleFxRever::kDmension, 0.0f);
-    const double tightTime = arrivalOf99Percent(impulseResponse(tight->m, 0.5f), 44100.0f);
+    const double tightTime = arrivalOf99Percent(impulseSeconds(tight->m, 0.5f), 44100.0f);
     const double wideTime = arrivalOf99Percent(roomIr, 44100.0f);
     EXPECT_LT(tightTime, 0.07);
     EXPECT_GT(wideTime, 0.15);
@@ -235,7 +210,7 @@ TEST(ReverbImpulse, OutputTapsOfAmbienceLandOnTheirReferenceTimes) {
         // The earliest output taps read the first all-pass of each branch, which answers at
         // once: 580 reference samples on the left, 632 on the right.
         auto rig = makeReverb(rate, ModuleFxRever::kAmbience);
-        const Stereo ir = impulseResponse(rig->m, 0.1f);
+        const Stereo ir = impulseSeconds(rig->m, 0.1f);
         EXPECT_EQ(firstNonZero(ir.l), static_cast<int>(rate * 580.0 / kReferenceRate));
         EXPECT_EQ(firstNonZero(ir.r), static_cast<int>(rate * 632.0 / kReferenceRate));
 
@@ -246,7 +221,7 @@ TEST(ReverbImpulse, OutputTapsOfAmbienceLandOnTheirReferenceTimes) {
         set.dlyCL_L[5][0] = 0.0f;
         set.dlyCL_L[5][2] = 0.1f;
         solo->m.component.load(set, ModuleFxRever::kAmbience);
-        const Stereo soloIr = impulseResponse(solo->m, 0.2f);
+        const Stereo soloIr = impulseSeconds(solo->m, 0.2f);
         EXPECT_NEAR(firstNonZero(soloIr.l) / double(rate), 0.12835, 1.0 / rate);
     }
 }
@@ -256,12 +231,12 @@ TEST(ReverbImpulse, PreDelayShiftsTheResponseAndIsBypassedAtZero) {
     const int tap = static_cast<int>(rate * 580.0 / kReferenceRate);
 
     auto plain = makeReverb(rate, ModuleFxRever::kAmbience);
-    EXPECT_EQ(firstNonZero(impulseResponse(plain->m, 0.1f).l), tap);
+    EXPECT_EQ(firstNonZero(impulseSeconds(plain->m, 0.1f).l), tap);
     EXPECT_TRUE(allZero(plain->m.component.preDelayMemory()));
 
     auto free = makeReverb(rate, ModuleFxRever::kAmbience);
     free->m.preTime.reset(0.1f); // seconds
-    EXPECT_EQ(firstNonZero(impulseResponse(free->m, 0.2f).l), tap + static_cast<int>(rate * 0.1f));
+    EXPECT_EQ(firstNonZero(impulseSeconds(free->m, 0.2f).l), tap + static_cast<int>(rate * 0.1f));
 
     // Synced: 1/8 at 90 beats per minute is 30 / 90 s, whatever the free time says.
     auto synced = makeReverb(rate, ModuleFxRever::kAmbience);
@@ -269,7 +244,7 @@ TEST(ReverbImpulse, PreDelayShiftsTheResponseAndIsBypassedAtZero) {
     synced->m.setParameter(2, 7 * kThousandth);
     synced->shared.tempo = 90.0f;
     synced->m.preTime.reset(0.5f);
-    EXPECT_EQ(firstNonZero(impulseResponse(synced->m, 0.5f).l),
+    EXPECT_EQ(firstNonZero(impulseSeconds(synced->m, 0.5f).l),
               tap + static_cast<int>(rate * 30.0f / 90.0f));
 }
 
@@ -284,7 +259,7 @@ TEST(ReverbMix, DryStaysWholeUpToSevenTenthsOfWetThenFalls) {
         const float w = readCurve(c.wet, ReverbCurves::kControlSize, wet * 31.0f);
         const float dry = w >= 0.7f ? (0.3f - (w - 0.7f)) * 3.3333f : 1.0f;
         auto rig = makeReverb(rate, ModuleFxRever::kAmbience, 0.5f, wet);
-        Stereo s = noise(tap, 0.5f);
+        Stereo s = noise(tap, 0.5f, 12345u);
         const Stereo in = s;
         run(rig->m, s); // before the first tap only the dry part sounds
         for (int i = 0; i < tap; ++i) {
@@ -300,7 +275,7 @@ TEST(ReverbMix, ColourClosesTheInputAtBothEnds) {
     auto wetEnergy = [](float colour) {
         auto rig = makeReverb(44100.0f, ModuleFxRever::kHall, 0.3f, 1.0f);
         rig->m.color.reset(colour);
-        Stereo s = noise(16384, 0.5f);
+        Stereo s = noise(16384, 0.5f, 12345u);
         run(rig->m, s);
         return energy(s, 0, s.l.size());
     };
@@ -315,7 +290,7 @@ TEST(ReverbMix, WidthZeroIsMono) {
     for (int mode : {ModuleFxRever::kPlate1, ModuleFxRever::kHall, ModuleFxRever::kAura}) {
         auto rig = makeReverb(44100.0f, mode, 0.5f, 1.0f);
         rig->m.wide.reset(0.0f);
-        Stereo s = noise(8192, 0.5f);
+        Stereo s = noise(8192, 0.5f, 12345u);
         run(rig->m, s);
         double diff = 0.0, level = 0.0;
         for (size_t i = 0; i < s.l.size(); ++i) {
@@ -332,7 +307,7 @@ TEST(ReverbState, WetZeroAndMuteLeaveAudioAndLinesUntouched) {
         auto rig = makeReverb(44100.0f, ModuleFxRever::kHall, 0.5f, muted ? 1.0f : 0.0f);
         rig->m.setParameter(9, muted ? 1.0f : 0.0f);
         rig->m.preTime.reset(0.2f);
-        Stereo s = noise(4096, 0.5f);
+        Stereo s = noise(4096, 0.5f, 12345u);
         const Stereo in = s;
         run(rig->m, s);
         EXPECT_EQ(s.l, in.l);
@@ -345,22 +320,22 @@ TEST(ReverbState, WetZeroAndMuteLeaveAudioAndLinesUntouched) {
 TEST(ReverbState, LinesSurviveAModeChangeAndClearEmptiesThem) {
     auto rig = makeReverb(44100.0f, ModuleFxRever::kHall, 0.8f);
     rig->m.preTime.reset(0.05f);
-    Stereo s = noise(8192, 0.5f);
+    Stereo s = noise(8192, 0.5f, 12345u);
     run(rig->m, s);
     rig->m.setParameter(0, ModuleFxRever::kAura * kThousandth);
-    Stereo silence{std::vector<float>(4096), std::vector<float>(4096)};
+    Stereo silence(4096);
     run(rig->m, silence);
     EXPECT_EQ(rig->m.component.loadedMode(), ModuleFxRever::kAura);
     EXPECT_GT(energy(silence, 0, silence.l.size()), 1e-3); // the hall's tail through aura
 
     // Clear after a short burst and after the lines have wrapped (more than a second).
     for (float seconds : {0.0f, 1.6f}) {
-        Stereo more = noise(static_cast<int>(seconds * 44100.0f), 0.5f);
+        Stereo more = noise(static_cast<int>(seconds * 44100.0f), 0.5f, 12345u);
         run(rig->m, more);
         rig->m.clear();
         EXPECT_TRUE(allZero(rig->m.component.lineMemory()));
         EXPECT_TRUE(allZero(rig->m.component.preDelayMemory()));
-        Stereo after{std::vector<float>(4096), std::vector<float>(4096)};
+        Stereo after(4096);
         run(rig->m, after);
         EXPECT_TRUE(allZero(after.l));
         EXPECT_TRUE(allZero(after.r));
@@ -389,8 +364,7 @@ TEST(ReverbState, EveryModeStaysBoundedAtLongestDecayAndLeavesNoSubnormals) {
         const double tailEnergy = energy(s, s.l.size() - half, s.l.size());
         EXPECT_LT(tailEnergy, 4.0 * head);
 
-        Stereo silence{std::vector<float>(static_cast<size_t>(0.5f * rate)),
-                       std::vector<float>(static_cast<size_t>(0.5f * rate))};
+        Stereo silence(static_cast<int>(0.5f * rate));
         run(rig->m, silence);
         EXPECT_FALSE(rig->m.component.holdsSubnormals());
     }
@@ -399,7 +373,7 @@ TEST(ReverbState, EveryModeStaysBoundedAtLongestDecayAndLeavesNoSubnormals) {
 TEST(ReverbState, ProcessingAndModeChangesDoNotAllocate) {
     auto rig = makeReverb(48000.0f, ModuleFxRever::kPlate1, 0.6f);
     rig->m.preTime.reset(0.05f);
-    Stereo s = noise(kBlock * 8, 0.5f);
+    Stereo s = noise(kBlock * 8, 0.5f, 12345u);
     run(rig->m, s);
     test::ScopedAllocCount count;
     for (int mode = 0; mode < kReverbModeCount; ++mode) {
