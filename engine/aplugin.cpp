@@ -118,6 +118,7 @@ void APlugin::buildGraph() {
     steppers[0] = make<ModuleStepper>(kKeyStepper1, "ModuleStepper::stepper1");
     steppers[1] = make<ModuleStepper>(kKeyStepper1 + 1, "ModuleStepper::stepper2");
     arp = make<ModuleArp>(kKeyArp, "ModuleArp::arp1");
+    fxChain = {effects[0], effects[1], effects[2], equalizer, effects[4], effects[5], effects[3]};
 }
 
 void APlugin::routeParameters() {

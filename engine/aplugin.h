@@ -7,6 +7,7 @@
 // The engine knows nothing of the plug-in interface; the processor drives it and tests drive
 // it directly.
 
+#include "effects/fxchain.h"
 #include "engine/engineshared.h"
 #include "engine/module.h"
 #include "engine/modulematrix.h"
@@ -135,6 +136,8 @@ private:
     std::array<ModuleOscillator*, 4> oscillators{};
     std::array<ModuleStepper*, 2> steppers{};
     std::array<Module*, 7> effects{};
+    /// The effects in the order the chain runs them, wired once.
+    FxChain fxChain;
 
     float tempoBpm = 120.0f;
     float positiveTempo = 120.0f;

@@ -187,15 +187,7 @@ void APlugin::sumVoices(float* const* stereo, int frames) {
 }
 
 void APlugin::runEffectChain(float* const* stereo, int frames) {
-    FxChain chain;
-    chain.shaper = effects[0];
-    chain.phaser = effects[1];
-    chain.chorus = effects[2];
-    chain.equalizer = equalizer;
-    chain.reverb = effects[4];
-    chain.compressor = effects[5];
-    chain.delay = effects[3];
-    chain.run(frames, stereo, phaserFirst, reverbEarly);
+    fxChain.run(frames, stereo, phaserFirst, reverbEarly);
 }
 
 void APlugin::render(float* const* stereo, int frames) {

@@ -110,9 +110,9 @@ const StereoPtr* ModuleFilter::getStereoOutputs(int index) {
     return index == 0 ? outputTable.data() : nullptr;
 }
 
-void ModuleFilter::setNoteStreams(float* const* pitch, float* const* gateWords) {
+void ModuleFilter::setNoteStreams(float* const* pitch, TriggerRecord* const* notes) {
     pitchStreams = pitch;
-    gateStreams = gateWords;
+    triggerStreams = notes;
     pitchWired = true;
 }
 
@@ -136,16 +136,11 @@ const float* ModuleFilter::modulate(int localIndex, const float* base, float* ow
 
 void ModuleFilter::collectGateEvents(int voice, int frames, GateEvents& events) {
     // Only the note starts matter here, so the streams are scanned where they lie.
-    const float* words = gateStreams ? gateStreams[voice] : nullptr;
     const TriggerRecord* records = triggerStreams ? triggerStreams[voice] : nullptr;
     events.count = 0;
-    if (words) {
-        for (int i = 0; i < frames && events.count < GateEvents::kMax; ++i)
-            if (words[i] == 1.0f) events.position[events.count++] = i;
-    } else if (records) {
-        for (int i = 0; i < frames && events.count < GateEvents::kMax; ++i)
-            if (records[i].trigger2 == 1) events.position[events.count++] = i;
-    }
+    if (!records) return;
+    for (int i = 0; i < frames && events.count < GateEvents::kMax; ++i)
+        if (records[i].trigger2 == 1) events.position[events.count++] = i;
 }
 
 bool ModuleFilter::canRender(int voice, int frames, const StereoPtr& bus1,

@@ -73,10 +73,11 @@ public:
     Voice* getVoice(int i) override;
 
     /// Per-voice, per-sample streams of the note voices: pitch (0..1, glide and bend included)
-    /// and the gate word (1 at a note start, 2 at a note end, else 0). Without pitch there is
-    /// no key tracking; without gates no note start clears a model. Until this is called, an
-    /// engine's pitch streams are taken from its note module each block.
-    void setNoteStreams(float* const* pitch, float* const* gate);
+    /// and the note stream, whose gate word (`trigger2`: 1 at a note start, 2 at a note end,
+    /// else 0) marks the note starts. Without pitch there is no key tracking; without the note
+    /// stream no note start clears a model. Until this is called, an engine's streams are
+    /// taken from its note module each block.
+    void setNoteStreams(float* const* pitch, TriggerRecord* const* notes);
 
     /// Advances the five smoothers by one block.
     void updateSmoothers(int frames);
@@ -131,8 +132,7 @@ private:
     std::array<VoiceFilter, kVoiceCount> filterVoices;
     std::array<StereoPtr, kVoiceCount> outputTable{};
     float* const* pitchStreams = nullptr;
-    float* const* gateStreams = nullptr;
-    /// In an engine the gate is word 8 of the note module's stream.
+    /// The note stream; its gate word marks the note starts.
     TriggerRecord* const* triggerStreams = nullptr;
     bool pitchWired = false;
     int maxFrames = 0;

@@ -27,7 +27,8 @@ public:
     explicit FilterHarness(float rate = 44100.0f) : sampleRate(rate) {
         s.m.setSampleRate(rate);
         s.shared.sampleRate = rate;
-        for (auto* b : {&in1L, &in1R, &in2L, &in2R, &pitch, &gate}) b->assign(kBlock + 4, 0.0f);
+        for (auto* b : {&in1L, &in1R, &in2L, &in2R, &pitch}) b->assign(kBlock + 4, 0.0f);
+        gate.assign(kBlock + 4, TriggerRecord{});
         std::fill(pitch.begin(), pitch.end(), 60.0f / 127.0f);
         for (int v = 0; v < kVoiceCount; ++v) {
             pitchPtrs[v] = pitch.data();
@@ -97,10 +98,10 @@ public:
                 in1L[i] = x1L[pos + i];
                 in1R[i] = x1R ? (*x1R)[pos + i] : x1L[pos + i];
                 in2L[i] = in2R[i] = x2L ? (*x2L)[pos + i] : 0.0f;
-                gate[i] = 0.0f;
+                gate[i].trigger2 = 0;
             }
             for (int at : starts)
-                if (at >= pos && at < pos + frames) gate[at - pos] = 1.0f;
+                if (at >= pos && at < pos + frames) gate[at - pos].trigger2 = 1;
             s.m.updateSmoothers(frames);
             s.m.renderVoice(kVoice, frames, {in1L.data(), in1R.data()}, {in2L.data(), in2R.data()});
             const StereoPtr out = s.m.getStereoOutputs(0)[kVoice];
@@ -136,9 +137,11 @@ public:
     float sampleRate;
     float retrigValue = 0.0f;
     Standalone<ModuleFilter> s{kBlock, "ModuleFilter::filter"};
-    std::vector<float> in1L, in1R, in2L, in2R, pitch, gate;
+    std::vector<float> in1L, in1R, in2L, in2R, pitch;
+    /// The note stream; only its gate word matters to the filters.
+    std::vector<TriggerRecord> gate;
     float* pitchPtrs[kVoiceCount] = {};
-    float* gatePtrs[kVoiceCount] = {};
+    TriggerRecord* gatePtrs[kVoiceCount] = {};
 };
 
 /// White noise from the engine's two-word generator, -amp..amp.

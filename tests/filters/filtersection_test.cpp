@@ -259,7 +259,7 @@ TEST(FilterSection, AudioPathDoesNotAllocate) {
     const std::vector<float> x = noise(256, 0.5f);
     std::copy(x.begin(), x.end(), h.in1L.begin());
     std::copy(x.begin(), x.end(), h.in1R.begin());
-    h.gate[7] = 1.0f;
+    h.gate[7].trigger2 = 1;
     std::size_t allocations = 0;
     for (int type = 0; type <= 6; ++type) {
         for (int mode = 0; mode < 6; ++mode) {

@@ -22,9 +22,10 @@ constexpr int kBlocks = 6;
 struct Section {
     test::Standalone<ModuleFilter> s;
     std::vector<float> in[2][4];
-    std::vector<float> pitch[2], gate[2];
+    std::vector<float> pitch[2];
+    std::vector<TriggerRecord> gate[2];
     float* pitchPtrs[kVoiceCount] = {};
-    float* gatePtrs[kVoiceCount] = {};
+    TriggerRecord* gatePtrs[kVoiceCount] = {};
     float retrig[kVoiceCount] = {};
 
     Section(int type1, int mode1, int type2, int mode2, int routing) {
@@ -33,7 +34,7 @@ struct Section {
         for (int v = 0; v < 2; ++v) {
             for (auto& b : in[v]) b.assign(kBlock + 4, 0.0f);
             pitch[v].assign(kBlock + 4, (48.0f + 19.0f * v) / 127.0f);
-            gate[v].assign(kBlock + 4, 0.0f);
+            gate[v].assign(kBlock + 4, TriggerRecord{});
         }
         for (int v = 0; v < kVoiceCount; ++v) {
             pitchPtrs[v] = pitch[v % 2].data();
@@ -66,8 +67,8 @@ struct Section {
                     in[v][c][i] = 0.6f * std::sin(0.013f * (v + 1) * (c + 1) * n) +
                                   0.3f * float((n * (7 + v + c)) % 19) / 19.0f - 0.15f;
                 }
-            std::fill(gate[v].begin(), gate[v].end(), 0.0f);
-            if (block == 2) gate[v][40 + 60 * v] = 1.0f;
+            std::fill(gate[v].begin(), gate[v].end(), TriggerRecord{});
+            if (block == 2) gate[v][40 + 60 * v].trigger2 = 1;
             retrig[v] = v == 1 ? 0.0f : 0.5f;
         }
     }
