@@ -4,12 +4,18 @@
 // may come (none does, but that sends it down the sample loop). Only the phase may differ by
 // rounding (a product instead of a running sum), so the two stay within a small fraction of
 // full scale; a wrong wrap, shift or weight is off by a large part of it.
+//
+// Notes that wander by less than one pitch step never make the sample loop look anything up
+// either, so such a block is read four samples at a time too; those cases, and the exactness
+// of the vector helpers the fast reads rely on, are pinned here as well.
 
 #include "engine/pool.h"
 #include "sources/engineclassic.h"
 #include "sources/enginefm.h"
 #include "sources/enginesawpwm.h"
 #include "sources/pitchincrement.h"
+#include "sources/simdread.h"
+#include "sources/tablereader.h"
 #include "sources/wavebank.h"
 
 #include <gtest/gtest.h>
@@ -32,11 +38,17 @@ struct Streams {
     float levelL[kUnisonSlots];
     float levelR[kUnisonSlots];
 
-    Streams(float note, float a, float b, float w, bool rampA)
+    /// With `wander` the pitch moves within one pitch step and ctrlB sweeps deep enough to
+    /// move an FM modulator's note across many steps.
+    Streams(float note, float a, float b, float w, bool rampA, bool wander = false)
         : pitch(kFrames + 4, note / 127.0f), retrig(kFrames + 4, 0.0f), ctrlA(kFrames + 4, a),
-          ctrlB(kFrames + 4, b), wtmix(kFrames + 4, w), shift(kFrames + 4) {
+          ctrlB(kFrames + 4, b), wtmix(kFrames + 4, w), shift(kFrames + 4), wandering(wander) {
         for (int i = 0; i < kFrames + 4; ++i) {
             if (rampA) ctrlA[i] = a + 0.5f * float(i) / float(kFrames);
+            if (wander) {
+                pitch[i] = (note + 1.0e-4f * std::sin(0.05f * float(i))) / 127.0f;
+                ctrlB[i] = b + 0.2f * float(i) / float(kFrames);
+            }
             shift[i] = static_cast<int>(ctrlB[i] * 4096.0f) * 2;
         }
         for (int s = 0; s < kUnisonSlots; ++s) {
@@ -56,8 +68,8 @@ struct Streams {
         b.ctrlB = ctrlB.data();
         b.wtmix = wtmix.data();
         b.shift = shift.data();
-        b.ctrlAModulated = ctrlA.front() != ctrlA.back();
-        b.wtmixModulated = false;
+        b.ctrlAModulated = wandering || ctrlA.front() != ctrlA.back();
+        b.wtmixModulated = wandering && wtmix.front() != 0.0f;
         b.count = kUnisonSlots;
         b.detune = detune;
         b.levelL = levelL;
@@ -66,9 +78,11 @@ struct Streams {
         b.reader.wave = waveAddress(9);
         // A block that may hold a retrigger takes the sample loop; none comes.
         b.reader.noRetrigger = steady;
-        b.reader.notesSteady = true;
+        b.reader.notesSteady = !wandering;
         return b;
     }
+
+    bool wandering = false;
 };
 
 /// Renders both engines for kBlocks blocks and checks the largest difference of their sums
@@ -133,6 +147,59 @@ TEST(SteadyRead, ClassicMatchesTheSampleLoopInEveryVariant) {
     expectSameSound<EngineClassic>(Streams(50.0f, 0.6f, 0.3f, 0.5f, true), 0.02f);
     expectSameSound<EngineClassic>(Streams(70.0f, 0.4f, 0.2f, 0.0f, false), 0.02f);
     expectSameSound<EngineClassic>(Streams(64.0f, 0.4f, 0.2f, 0.0f, false), 0.02f, 0.5f);
+}
+
+TEST(WanderingNotes, PitchStepHeldOnlyWhileEveryNoteRoundsToIt) {
+    std::vector<float> notes(kFrames);
+    for (int i = 0; i < kFrames; ++i) notes[i] = 50.0f + 1.0e-4f * std::sin(0.1f * float(i));
+    const int step = noteToPitchIndex(50.0f);
+    EXPECT_TRUE(holdsPitchIndex(notes.data(), kFrames, step));
+    EXPECT_FALSE(holdsPitchIndex(notes.data(), kFrames, step + 1));
+    notes[200] = 50.01f;
+    EXPECT_FALSE(holdsPitchIndex(notes.data(), kFrames, step));
+    EXPECT_TRUE(holdsPitchIndex(notes.data(), 200, step));
+}
+
+TEST(WanderingNotes, ClassicAndFmKeepTheSoundOfTheSampleLoop) {
+    expectSameSound<EngineClassic>(Streams(50.0f, 0.6f, 0.3f, 0.5f, false, true), 0.02f);
+    expectSameSound<EngineClassic>(Streams(67.0f, 0.0f, 0.3f, 0.0f, false, true), 0.02f);
+    expectSameSound<EngineFM>(Streams(50.0f, 0.4f, 0.25f, 0.0f, false, true), 0.02f);
+    expectSameSound<EngineFM>(Streams(72.0f, 0.7f, 0.1f, 0.6f, false, true), 0.02f);
+}
+
+TEST(VectorReads, FourCellReadEqualsTheScalarReadExactly) {
+    const float* saw = sawAddress(40);
+    for (int k = 0; k < 64; ++k) {
+        // Phases spread over the whole cycle, including the last cell and a whole number.
+        const float base = std::fmod(97.31f * float(k), 4096.0f);
+        const __m128 p =
+            _mm_setr_ps(base, std::fmod(base + 1000.5f, 4096.0f), 4095.75f, float(k * 64));
+        const simd::Cells c = simd::cellsOf(p);
+        alignas(16) float got[4], at[4];
+        _mm_store_ps(got, simd::read4(saw, c.index, c.frac));
+        _mm_store_ps(at, p);
+        for (int lane = 0; lane < 4; ++lane)
+            EXPECT_EQ(got[lane], readTable(saw, at[lane])) << "phase " << at[lane];
+    }
+}
+
+TEST(VectorReads, SlotSumsAddEachSampleAtItsLevel) {
+    std::vector<float> in(kFrames), sumL(kFrames), sumR(kFrames);
+    for (int i = 0; i < kFrames; ++i) {
+        in[i] = std::sin(0.3f * float(i));
+        sumL[i] = 0.1f * float(i % 7);
+        sumR[i] = -0.2f * float(i % 5);
+    }
+    std::vector<float> wantL = sumL, wantR = sumR;
+    for (int i = 0; i < kFrames; ++i) {
+        wantL[i] += 0.7f * in[i];
+        wantR[i] += 0.45f * in[i];
+    }
+    addToSums(in.data(), 0.7f, 0.45f, sumL.data(), sumR.data(), kFrames);
+    for (int i = 0; i < kFrames; ++i) {
+        EXPECT_EQ(sumL[i], wantL[i]);
+        EXPECT_EQ(sumR[i], wantR[i]);
+    }
 }
 
 } // namespace
