@@ -14,6 +14,20 @@ namespace torvo {
 
 namespace {
 
+/// Appends the rows of a preset list query: id, name, favourite, type, index, factory.
+void readPresetListRows(SqlStatement& rows, std::vector<PresetListRow>& out) {
+    while (rows.step()) {
+        PresetListRow row;
+        row.id = rows.int64At(0);
+        row.name = rows.textAt(1);
+        row.isFavorite = rows.intAt(2) != 0;
+        row.type = rows.intAt(3);
+        row.index = rows.intAt(4);
+        row.isFactory = rows.intAt(5) != 0;
+        out.push_back(std::move(row));
+    }
+}
+
 const std::string& presetColumns() {
     static const std::string text = "SELECT p.`id`, p.`name`, p.`is_favorite`, p.`type`, "
                                     "p.`index`, d.`is_factory` FROM " +
@@ -112,16 +126,7 @@ bool MetadataStorage::presetList(StorageStatus& status, const std::string& sql, 
     int position = 1;
     if (bindId != INT64_MIN) rows.bind(position++, bindId);
     if (filter != nullptr) rows.bind(position++, *filter);
-    while (rows.step()) {
-        PresetListRow row;
-        row.id = rows.int64At(0);
-        row.name = rows.textAt(1);
-        row.isFavorite = rows.intAt(2) != 0;
-        row.type = rows.intAt(3);
-        row.index = rows.intAt(4);
-        row.isFactory = rows.intAt(5) != 0;
-        out.push_back(std::move(row));
-    }
+    readPresetListRows(rows, out);
     return status.ok();
 }
 
@@ -188,16 +193,7 @@ bool MetadataStorage::presetsOfMetadata(StorageStatus& status, std::vector<Prese
     if (favOnly) sql += " AND `p`.is_favorite = 1; ";
     SqlStatement rows(db, sql, status);
     rows.bind(1, folderId).bind(2, metadataId);
-    while (rows.step()) {
-        PresetListRow row;
-        row.id = rows.int64At(0);
-        row.name = rows.textAt(1);
-        row.isFavorite = rows.intAt(2) != 0;
-        row.type = rows.intAt(3);
-        row.index = rows.intAt(4);
-        row.isFactory = rows.intAt(5) != 0;
-        out.push_back(std::move(row));
-    }
+    readPresetListRows(rows, out);
     return status.ok();
 }
 
