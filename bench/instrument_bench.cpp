@@ -69,28 +69,36 @@ void setPolyphony(torvo::APlugin& engine, int voices) {
     setList(engine, "poly", voices - 1);
 }
 
-/// The heavy patch: every module of the voice and of the effect chain has work to do.
-void loadWorkloadB(torvo::APlugin& engine) {
-    // Four oscillators of different engines, nine unison voices each, all in the mix.
+/// The voice of the speed goal: four oscillators of nine unison voices each, all in the mix,
+/// into both filters (a four-pole ladder into the second model, serially); everything else
+/// stays as a new patch has it. The oscillators keep their new-patch sound (a pulse) unless
+/// `engineMix` asks for four different engines and waves with their controls off centre.
+void loadUnisonVoice(torvo::APlugin& engine, bool engineMix) {
     const int types[4] = {0, 4, 2, 0}; // Classic, SawPwm, FM, Classic
     const int waves[4] = {0, 0, 0, 9};
     for (int o = 0; o < 4; ++o) {
         const std::string stem = "osc" + std::to_string(o + 1) + "_";
-        setList(engine, (stem + "type").c_str(), types[o]);
-        setList(engine, (stem + "wave").c_str(), waves[o]);
         setList(engine, (stem + "ucnt").c_str(), 8);
         setValue(engine, (stem + "udet").c_str(), 0.3f);
         setValue(engine, (stem + "uwid").c_str(), 0.7f);
-        setValue(engine, (stem + "ctrlA").c_str(), 0.3f);
         setValue(engine, ("mix_osc" + std::to_string(o + 1)).c_str(), 0.5f);
+        if (!engineMix) continue;
+        setList(engine, (stem + "type").c_str(), types[o]);
+        setList(engine, (stem + "wave").c_str(), waves[o]);
+        setValue(engine, (stem + "ctrlA").c_str(), 0.3f);
     }
-    // Both filters: a four-pole ladder into the second model, serially.
     setList(engine, "flt1_type", 1);
     setList(engine, "flt2_type", 4);
     setValue(engine, "flt1_cut", 0.7f);
     setValue(engine, "flt1_res", 0.3f);
     setValue(engine, "flt2_cut", 0.8f);
     setValue(engine, "flt2_res", 0.2f);
+}
+
+/// The heavy patch: the unison voice above, and every other module of the voice and of the
+/// effect chain has work to do.
+void loadWorkloadB(torvo::APlugin& engine) {
+    loadUnisonVoice(engine, true);
 
     // Envelopes 2 and 4 get their own targets (3 moves the first cutoff in a new patch).
     route(engine, "env2_target1", "osc2_ctrlA");
@@ -161,6 +169,20 @@ void BM_DefaultPatchHeldNotes(benchmark::State& state) {
     runHeld(state, *engine, voices);
 }
 BENCHMARK(BM_DefaultPatchHeldNotes)->Arg(16)->Arg(1)->Unit(benchmark::kMicrosecond);
+
+void BM_UnisonVoiceHeldNotes(benchmark::State& state) {
+    const int voices = static_cast<int>(state.range(0));
+    auto engine = makeEngine();
+    setPolyphony(*engine, voices);
+    loadUnisonVoice(*engine, state.range(1) != 0);
+    runHeld(state, *engine, voices);
+}
+/// Args: voices held; 0 for the new-patch oscillators, 1 for the mix of engines.
+BENCHMARK(BM_UnisonVoiceHeldNotes)
+    ->Args({16, 0})
+    ->Args({16, 1})
+    ->Args({1, 0})
+    ->Unit(benchmark::kMicrosecond);
 
 void BM_WorkloadBHeldNotes(benchmark::State& state) {
     const int voices = static_cast<int>(state.range(0));

@@ -28,8 +28,9 @@ void EngineClassic::render(const OscBlock& b) {
     const float* W = b.wtmix;
     const int* shift = b.shift;
     for (int slot = 0; slot < b.count; ++slot) {
-        slotNotes(b.pitch, b.detune[slot], buffers.note, n, b.reader.notesSteady);
         TableReader& r = readers[slot];
+        slotNotes(b.pitch, b.detune[slot], buffers.note, r.readsOneNote(b.reader) ? 1 : n,
+                  b.reader.notesSteady);
         const SlotSum sum{buffers.sumL, buffers.sumR, b.levelL[slot], b.levelR[slot]};
         switch (variant) {
         case kSawOnly:
@@ -38,8 +39,8 @@ void EngineClassic::render(const OscBlock& b) {
                 [](const float* saw, const float*, const float*, float, float, float p, int) {
                     return readTable(saw, p);
                 },
-                [](const TableReader& t, simd::Cells c, int) {
-                    return simd::read4(t.sawTable, c.index, c.frac);
+                [](const TableReader& t, const simd::Cells4& c, int) {
+                    return simd::read4(t.sawTable, c);
                 },
                 sum);
             break;
@@ -51,11 +52,9 @@ void EngineClassic::render(const OscBlock& b) {
                     return wa * readTableOffset(la, p, shift[i]) +
                            wb * readTableOffset(lb, p, shift[i]);
                 },
-                [shift](const TableReader& t, simd::Cells c, int i) {
-                    const __m128i at = simd::shifted(
-                        c.index, _mm_loadu_si128(reinterpret_cast<const __m128i*>(shift + i)));
+                [shift](const TableReader& t, const simd::Cells4& c, int i) {
                     return simd::readLevels4(t.levelA, t.levelB, t.weightA, t.weightB,
-                                             simd::Cells{at, c.frac});
+                                             simd::shifted(c, shift + i));
                 },
                 sum);
             break;
@@ -69,12 +68,11 @@ void EngineClassic::render(const OscBlock& b) {
                     s -= A[i] * readTableOffset(saw, p, shift[i]);
                     return s;
                 },
-                [A, shift](const TableReader& t, simd::Cells c, int i) {
-                    const __m128i at = simd::shifted(
-                        c.index, _mm_loadu_si128(reinterpret_cast<const __m128i*>(shift + i)));
+                [A, shift](const TableReader& t, const simd::Cells4& c, int i) {
                     const __m128 a = _mm_loadu_ps(A + i);
-                    return _mm_sub_ps(simd::read4(t.sawTable, c.index, c.frac),
-                                      _mm_mul_ps(a, simd::read4(t.sawTable, at, c.frac)));
+                    return _mm_sub_ps(
+                        simd::read4(t.sawTable, c),
+                        _mm_mul_ps(a, simd::read4(t.sawTable, simd::shifted(c, shift + i))));
                 },
                 sum);
             break;
@@ -90,16 +88,14 @@ void EngineClassic::render(const OscBlock& b) {
                         wa * readTableOffset(la, p, sh) + wb * readTableOffset(lb, p, sh);
                     return (1.0f - W[i]) * s + W[i] * w;
                 },
-                [A, W, shift](const TableReader& t, simd::Cells c, int i) {
-                    const __m128i at = simd::shifted(
-                        c.index, _mm_loadu_si128(reinterpret_cast<const __m128i*>(shift + i)));
+                [A, W, shift](const TableReader& t, const simd::Cells4& c, int i) {
+                    const simd::Cells4 at = simd::shifted(c, shift + i);
                     const __m128 a = _mm_loadu_ps(A + i);
                     const __m128 w = _mm_loadu_ps(W + i);
-                    const __m128 pulse =
-                        _mm_sub_ps(simd::read4(t.sawTable, c.index, c.frac),
-                                   _mm_mul_ps(a, simd::read4(t.sawTable, at, c.frac)));
-                    const __m128 wave = simd::readLevels4(t.levelA, t.levelB, t.weightA, t.weightB,
-                                                          simd::Cells{at, c.frac});
+                    const __m128 pulse = _mm_sub_ps(simd::read4(t.sawTable, c),
+                                                    _mm_mul_ps(a, simd::read4(t.sawTable, at)));
+                    const __m128 wave =
+                        simd::readLevels4(t.levelA, t.levelB, t.weightA, t.weightB, at);
                     return _mm_add_ps(_mm_mul_ps(_mm_sub_ps(_mm_set1_ps(1.0f), w), pulse),
                                       _mm_mul_ps(w, wave));
                 },

@@ -63,8 +63,9 @@ void EngineSawPwm::render(const OscBlock& b) {
         return (1.0f - W[i]) * s + W[i] * w;
     };
     for (int slot = 0; slot < b.count; ++slot) {
-        slotNotes(b.pitch, b.detune[slot], buffers.note, n, b.reader.notesSteady);
         TableReader& r = readers[slot];
+        slotNotes(b.pitch, b.detune[slot], buffers.note, r.readsOneNote(b.reader) ? 1 : n,
+                  b.reader.notesSteady);
         const SlotSum sum{buffers.sumL, buffers.sumR, b.levelL[slot], b.levelR[slot]};
         if (noWave)
             r.runPhaseVectorInto(

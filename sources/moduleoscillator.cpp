@@ -377,7 +377,7 @@ void VoiceOscillator::renderVoice(int frames, float sampleRate, const float* pit
     rb.bag = &m.startPhaseBag;
     rb.lastReaderPhase = m.lastReaderPhase.data();
     rb.wave = wave;
-    rb.noRetrigger = std::find(retrigBuf, retrigBuf + frames, 1.0f) == retrigBuf + frames;
+    rb.noRetrigger = !holdsValue(retrigBuf, frames, 1.0f);
     rb.notesSteady = isConstant(pitchBuf, frames);
 
     switch (m.type) {

@@ -5,6 +5,8 @@
 
 #include "sources/wavebank.h"
 
+#include <cstdint>
+
 #include <emmintrin.h>
 
 namespace torvo::simd {
@@ -69,6 +71,103 @@ inline __m128 phases4(float base, float inc, int i) {
     const __m128 cycles =
         _mm_cvtepi32_ps(_mm_cvttps_epi32(_mm_mul_ps(q, _mm_set1_ps(1.0f / 4096.0f))));
     return _mm_sub_ps(q, _mm_mul_ps(cycles, _mm_set1_ps(4096.0f)));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Reads of a steady block. With one increment for the whole block the phase is run in 32-bit
+// fixed point, one cycle being 2^32 (20 bits below the table point): the wrap is then the
+// integer overflow, and a cell's pair is one shift of a general register. The
+// offsets never pass through a vector register, which would cost more than the reads
+// themselves; only the fractions are computed four at a time.
+
+/// Fixed-point units per table point.
+constexpr float kFixedPerPoint = 1048576.0f;
+/// Bits of a fixed-point phase below the table point.
+constexpr int kFixedFractionBits = 20;
+
+/// Four samples' pairs (table points 0..4095) and their fractions.
+struct Cells4 {
+    std::uint32_t at[4];
+    __m128 frac;
+};
+
+/// The phase of a steady block, four samples a step.
+class FixedPhase {
+public:
+    /// Starts at `phase` in [0, 4096] (4096 is the start of the next cycle).
+    FixedPhase(float phase, float increment)
+        : scalar(toFixed(phase)), step(static_cast<std::uint32_t>(increment * kFixedPerPoint)) {
+        lanes = _mm_setr_epi32(static_cast<int>(scalar), static_cast<int>(scalar + step),
+                               static_cast<int>(scalar + 2 * step),
+                               static_cast<int>(scalar + 3 * step));
+        step4 = _mm_set1_epi32(static_cast<int>(4 * step));
+    }
+
+    /// The cells of the next four samples.
+    Cells4 next() {
+        Cells4 c;
+        const __m128i below = _mm_and_si128(lanes, _mm_set1_epi32(0xFFFFF));
+        c.frac = _mm_mul_ps(_mm_cvtepi32_ps(below), _mm_set1_ps(1.0f / kFixedPerPoint));
+        lanes = _mm_add_epi32(lanes, step4);
+        for (int k = 0; k < 4; ++k) {
+            c.at[k] = scalar >> kFixedFractionBits;
+            scalar += step;
+        }
+        return c;
+    }
+
+    /// The float phase `frames` samples after the start, in [0, 4096).
+    static float after(float phase, float increment, int frames) {
+        const std::uint32_t inc = static_cast<std::uint32_t>(increment * kFixedPerPoint);
+        const std::uint32_t end = toFixed(phase) + static_cast<std::uint32_t>(frames) * inc;
+        const float p = static_cast<float>(static_cast<double>(end) * (1.0 / kFixedPerPoint));
+        return p < 4096.0f ? p : 0.0f;
+    }
+
+private:
+    static std::uint32_t toFixed(float phase) {
+        return static_cast<std::uint32_t>(
+            static_cast<std::uint64_t>(static_cast<double>(phase) * kFixedPerPoint));
+    }
+
+    std::uint32_t scalar;
+    std::uint32_t step;
+    __m128i lanes;
+    __m128i step4;
+};
+
+/// The cells moved by four per-sample offsets in float-index units (even), wrapped in the
+/// table; the fractions stay those of the unshifted phase.
+inline Cells4 shifted(const Cells4& c, const int* offsets) {
+    Cells4 s;
+    for (int k = 0; k < 4; ++k)
+        s.at[k] = (c.at[k] + static_cast<std::uint32_t>(offsets[k] >> 1)) & (kTablePoints - 1);
+    s.frac = c.frac;
+    return s;
+}
+
+/// Linear reads of `table` at four cells.
+inline __m128 read4(const float* table, const Cells4& c) {
+    const auto pair = [table](std::uint32_t at) {
+        return _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(table + 2 * at)));
+    };
+    const auto high = [table](__m128 low, std::uint32_t at) {
+        return _mm_loadh_pi(low, reinterpret_cast<const __m64*>(table + 2 * at));
+    };
+    const __m128 p01 = high(pair(c.at[0]), c.at[1]);
+    const __m128 p23 = high(pair(c.at[2]), c.at[3]);
+    const __m128 value = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(2, 0, 2, 0));
+    const __m128 diff = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(3, 1, 3, 1));
+    return _mm_add_ps(value, _mm_mul_ps(c.frac, diff));
+}
+
+/// The two-level read of a wave at four cells, skipping a level of weight 0.
+inline __m128 readLevels4(const float* levelA, const float* levelB, float weightA, float weightB,
+                          const Cells4& c) {
+    if (weightB == 0.0f) return _mm_mul_ps(_mm_set1_ps(weightA), read4(levelA, c));
+    if (weightA == 0.0f) return _mm_mul_ps(_mm_set1_ps(weightB), read4(levelB, c));
+    return _mm_add_ps(_mm_mul_ps(_mm_set1_ps(weightA), read4(levelA, c)),
+                      _mm_mul_ps(_mm_set1_ps(weightB), read4(levelB, c)));
 }
 
 } // namespace torvo::simd

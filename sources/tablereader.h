@@ -72,6 +72,12 @@ public:
     void seed(float startPhase) { phase = startPhase; }
     /// Forgets the cached pitch, so the next sample looks everything up again.
     void invalidate() { pitchIndex = -1; }
+    /// True when a plain read of this block will take the steady path with notes that hold one
+    /// value: it then reads the first note only, and the caller need not fill the others.
+    bool readsOneNote(const ReaderBlock& rb) const {
+        const bool sameWave = !lastWave || lastWave == rb.wave;
+        return rb.notesSteady && rb.noRetrigger && !fadeActive && !waveChanged && sameWave;
+    }
 
     /// Renders `frames` samples at the per-sample notes (0..127) into `out`. `read` is called as
     /// read(saw, levelA, levelB, weightA, weightB, phase, i); `hooks` as in ReaderHooks.
@@ -84,7 +90,7 @@ public:
     void runInto(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
                  float* out, int frames, Read read, const SlotSum& sum);
     /// As runInto(), with a second form of the read for a steady block that takes four cells
-    /// at once: vread(tables, cells, i) -> __m128 for samples i..i+3, where `tables` is a copy
+    /// at once: vread(tables, simd::Cells4, i) -> __m128 for samples i..i+3, where `tables` is a copy
     /// of this reader made for the block (a local copy stays in registers: the stores into
     /// the sums cannot touch it, so the tables and weights are not fetched again per group).
     template <class Read, class VRead>
@@ -289,19 +295,16 @@ void TableReader::runVectorInto(const ReaderBlock& rb, int slot, const float* no
     }
     if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
     const TableReader tables = *this;
-    const float base = phase;
-    const float inc = increment;
+    simd::FixedPhase at(phase, increment);
     const __m128 l = _mm_set1_ps(sum.levelL);
     const __m128 r = _mm_set1_ps(sum.levelR);
     const int padded = (frames + 3) & ~3;
     for (int i = 0; i < padded; i += 4) {
-        const __m128 s = vread(tables, simd::cellsOf(simd::phases4(base, inc, i)), i);
+        const __m128 s = vread(tables, at.next(), i);
         _mm_storeu_ps(sum.sumL + i, _mm_add_ps(_mm_loadu_ps(sum.sumL + i), _mm_mul_ps(l, s)));
         _mm_storeu_ps(sum.sumR + i, _mm_add_ps(_mm_loadu_ps(sum.sumR + i), _mm_mul_ps(r, s)));
     }
-    float end = base + static_cast<float>(frames) * inc;
-    end -= static_cast<float>(static_cast<int>(end * (1.0f / 4096.0f))) * 4096.0f;
-    phase = end;
+    phase = simd::FixedPhase::after(phase, increment, frames);
 }
 
 template <class Read, class VRead>
@@ -354,6 +357,8 @@ void TableReader::runPhaseVector(const ReaderBlock& rb, int slot, const float* n
 
 /// True when the first `frames` values of `x` are all the same.
 bool isConstant(const float* x, int frames);
+/// True when one of the first `frames` values of `x` equals `value`.
+bool holdsValue(const float* x, int frames, float value);
 /// Note of a unison slot per sample: clamp(pitch * 127 + detune, 0, 127), in groups of 4.
 /// With `steady` (one pitch for the block) the buffer is just filled with the first note.
 void slotNotes(const float* pitch, float detune, float* out, int frames, bool steady = false);
