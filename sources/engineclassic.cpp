@@ -19,89 +19,110 @@ EngineClassic::Variant EngineClassic::variantFor(const OscBlock& b) {
     return kBoth;
 }
 
+template <int Group, class Read, class VRead>
+void EngineClassic::renderSlots(const OscBlock& b, Read read, VRead vread) {
+    const int n = b.frames;
+    // Steady readers of consecutive slots are read three at a time; the others take their own
+    // loop. Either way the slots are added into the sums in slot order.
+    TableReader* group[3];
+    SlotSum sums[3];
+    int pending = 0;
+    const auto flush = [&] {
+        if (pending == 1) runSteadyGroupInto<1>(group, sums, n, vread);
+        if constexpr (Group >= 2)
+            if (pending == 2) runSteadyGroupInto<2>(group, sums, n, vread);
+        if constexpr (Group >= 3)
+            if (pending == 3) runSteadyGroupInto<3>(group, sums, n, vread);
+        pending = 0;
+    };
+    for (int slot = 0; slot < b.count; ++slot) {
+        TableReader& r = readers[slot];
+        const SlotSum sum{buffers.sumL, buffers.sumR, b.levelL[slot], b.levelR[slot]};
+        if (r.readsOneNote(b.reader)) {
+            alignas(16) float note[4];
+            slotNotes(b.pitch, b.detune[slot], note, 1, true);
+            r.beginSteady(b.reader, note[0]);
+            group[pending] = &r;
+            sums[pending] = sum;
+            if (++pending == Group) flush();
+            continue;
+        }
+        flush();
+        slotNotes(b.pitch, b.detune[slot], buffers.note, n, b.reader.notesSteady);
+        r.runVectorInto(b.reader, slot, buffers.note, b.retrig, buffers.slot, n, read, vread, sum);
+    }
+    flush();
+}
+
 void EngineClassic::render(const OscBlock& b) {
     const int n = b.frames;
     clearBlock(buffers.sumL, n);
     clearBlock(buffers.sumR, n);
-    const Variant variant = variantFor(b);
     const float* A = b.ctrlA;
     const float* W = b.wtmix;
     const int* shift = b.shift;
-    for (int slot = 0; slot < b.count; ++slot) {
-        TableReader& r = readers[slot];
-        slotNotes(b.pitch, b.detune[slot], buffers.note, r.readsOneNote(b.reader) ? 1 : n,
-                  b.reader.notesSteady);
-        const SlotSum sum{buffers.sumL, buffers.sumR, b.levelL[slot], b.levelR[slot]};
-        switch (variant) {
-        case kSawOnly:
-            r.runVectorInto(
-                b.reader, slot, buffers.note, b.retrig, buffers.slot, n,
-                [](const float* saw, const float*, const float*, float, float, float p, int) {
-                    return readTable(saw, p);
-                },
-                [](const TableReader& t, const simd::Cells4& c, int) {
-                    return simd::read4(t.sawTable, c);
-                },
-                sum);
-            break;
-        case kWaveOnly:
-            r.runVectorInto(
-                b.reader, slot, buffers.note, b.retrig, buffers.slot, n,
-                [shift](const float*, const float* la, const float* lb, float wa, float wb, float p,
-                        int i) {
-                    return wa * readTableOffset(la, p, shift[i]) +
-                           wb * readTableOffset(lb, p, shift[i]);
-                },
-                [shift](const TableReader& t, const simd::Cells4& c, int i) {
-                    return simd::readLevels4(t.levelA, t.levelB, t.weightA, t.weightB,
-                                             simd::shifted(c, shift + i));
-                },
-                sum);
-            break;
-        case kPulseOnly:
-            // The blend's weight is 0 throughout: the wave's reads would be multiplied away.
-            r.runVectorInto(
-                b.reader, slot, buffers.note, b.retrig, buffers.slot, n,
-                [A, shift](const float* saw, const float*, const float*, float, float, float p,
-                           int i) {
-                    float s = readTable(saw, p);
-                    s -= A[i] * readTableOffset(saw, p, shift[i]);
-                    return s;
-                },
-                [A, shift](const TableReader& t, const simd::Cells4& c, int i) {
-                    const __m128 a = _mm_loadu_ps(A + i);
-                    return _mm_sub_ps(
-                        simd::read4(t.sawTable, c),
-                        _mm_mul_ps(a, simd::read4(t.sawTable, simd::shifted(c, shift + i))));
-                },
-                sum);
-            break;
-        case kBoth:
-            r.runVectorInto(
-                b.reader, slot, buffers.note, b.retrig, buffers.slot, n,
-                [A, W, shift](const float* saw, const float* la, const float* lb, float wa,
-                              float wb, float p, int i) {
-                    const int sh = shift[i];
-                    float s = readTable(saw, p);
-                    s -= A[i] * readTableOffset(saw, p, sh);
-                    const float w =
-                        wa * readTableOffset(la, p, sh) + wb * readTableOffset(lb, p, sh);
-                    return (1.0f - W[i]) * s + W[i] * w;
-                },
-                [A, W, shift](const TableReader& t, const simd::Cells4& c, int i) {
-                    const simd::Cells4 at = simd::shifted(c, shift + i);
-                    const __m128 a = _mm_loadu_ps(A + i);
-                    const __m128 w = _mm_loadu_ps(W + i);
-                    const __m128 pulse = _mm_sub_ps(simd::read4(t.sawTable, c),
-                                                    _mm_mul_ps(a, simd::read4(t.sawTable, at)));
-                    const __m128 wave =
-                        simd::readLevels4(t.levelA, t.levelB, t.weightA, t.weightB, at);
-                    return _mm_add_ps(_mm_mul_ps(_mm_sub_ps(_mm_set1_ps(1.0f), w), pulse),
-                                      _mm_mul_ps(w, wave));
-                },
-                sum);
-            break;
-        }
+    switch (variantFor(b)) {
+    case kSawOnly:
+        renderSlots<3>(
+            b,
+            [](const float* saw, const float*, const float*, float, float, float p, int) {
+                return readTable(saw, p);
+            },
+            [](const TableReader& t, const simd::Cells4& c, int) {
+                return simd::read4(t.sawTable, c);
+            });
+        break;
+    case kWaveOnly:
+        renderSlots<2>(
+            b,
+            [shift](const float*, const float* la, const float* lb, float wa, float wb, float p,
+                    int i) {
+                return wa * readTableOffset(la, p, shift[i]) +
+                       wb * readTableOffset(lb, p, shift[i]);
+            },
+            [shift](const TableReader& t, const simd::Cells4& c, int i) {
+                return simd::readLevels4(t.levelA, t.levelB, t.weightA, t.weightB,
+                                         simd::shifted(c, shift + i));
+            });
+        break;
+    case kPulseOnly:
+        // The blend's weight is 0 throughout: the wave's reads would be multiplied away.
+        renderSlots<3>(
+            b,
+            [A, shift](const float* saw, const float*, const float*, float, float, float p, int i) {
+                float s = readTable(saw, p);
+                s -= A[i] * readTableOffset(saw, p, shift[i]);
+                return s;
+            },
+            [A, shift](const TableReader& t, const simd::Cells4& c, int i) {
+                const __m128 a = _mm_loadu_ps(A + i);
+                return _mm_sub_ps(
+                    simd::read4(t.sawTable, c),
+                    _mm_mul_ps(a, simd::read4(t.sawTable, simd::shifted(c, shift + i))));
+            });
+        break;
+    case kBoth:
+        renderSlots<1>(
+            b,
+            [A, W, shift](const float* saw, const float* la, const float* lb, float wa, float wb,
+                          float p, int i) {
+                const int sh = shift[i];
+                float s = readTable(saw, p);
+                s -= A[i] * readTableOffset(saw, p, sh);
+                const float w = wa * readTableOffset(la, p, sh) + wb * readTableOffset(lb, p, sh);
+                return (1.0f - W[i]) * s + W[i] * w;
+            },
+            [A, W, shift](const TableReader& t, const simd::Cells4& c, int i) {
+                const simd::Cells4 at = simd::shifted(c, shift + i);
+                const __m128 a = _mm_loadu_ps(A + i);
+                const __m128 w = _mm_loadu_ps(W + i);
+                const __m128 pulse = _mm_sub_ps(simd::read4(t.sawTable, c),
+                                                _mm_mul_ps(a, simd::read4(t.sawTable, at)));
+                const __m128 wave = simd::readLevels4(t.levelA, t.levelB, t.weightA, t.weightB, at);
+                return _mm_add_ps(_mm_mul_ps(_mm_sub_ps(_mm_set1_ps(1.0f), w), pulse),
+                                  _mm_mul_ps(w, wave));
+            });
+        break;
     }
 }
 

@@ -24,6 +24,12 @@ public:
 
     std::array<TableReader, kUnisonSlots> readers;
     EngineBuffers buffers;
+
+private:
+    /// Every slot of the stack with the reads of one variant (see TableReader::run and
+    /// TableReader::runVectorInto for the two forms).
+    template <int Group, class Read, class VRead>
+    void renderSlots(const OscBlock& b, Read read, VRead vread);
 };
 
 } // namespace torvo

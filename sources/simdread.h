@@ -94,9 +94,13 @@ struct Cells4 {
 /// The phase of a steady block, four samples a step.
 class FixedPhase {
 public:
+    FixedPhase() = default;
+    FixedPhase(float phase, float increment) { start(phase, increment); }
+
     /// Starts at `phase` in [0, 4096] (4096 is the start of the next cycle).
-    FixedPhase(float phase, float increment)
-        : scalar(toFixed(phase)), step(static_cast<std::uint32_t>(increment * kFixedPerPoint)) {
+    void start(float phase, float increment) {
+        scalar = toFixed(phase);
+        step = static_cast<std::uint32_t>(increment * kFixedPerPoint);
         lanes = _mm_setr_epi32(static_cast<int>(scalar), static_cast<int>(scalar + step),
                                static_cast<int>(scalar + 2 * step),
                                static_cast<int>(scalar + 3 * step));
@@ -130,10 +134,10 @@ private:
             static_cast<std::uint64_t>(static_cast<double>(phase) * kFixedPerPoint));
     }
 
-    std::uint32_t scalar;
-    std::uint32_t step;
-    __m128i lanes;
-    __m128i step4;
+    std::uint32_t scalar = 0;
+    std::uint32_t step = 0;
+    __m128i lanes{};
+    __m128i step4{};
 };
 
 /// The cells moved by four per-sample offsets in float-index units (even), wrapped in the

@@ -78,6 +78,12 @@ public:
         const bool sameWave = !lastWave || lastWave == rb.wave;
         return rb.notesSteady && rb.noRetrigger && !fadeActive && !waveChanged && sameWave;
     }
+    /// For a reader that readsOneNote(): takes the block's settings and looks the tables up
+    /// for `note`, so that runSteadyGroupInto() can read it.
+    void beginSteady(const ReaderBlock& rb, float note) {
+        prepare(rb, note);
+        if (noteToPitchIndex(note) != pitchIndex) lookUp(note);
+    }
 
     /// Renders `frames` samples at the per-sample notes (0..127) into `out`. `read` is called as
     /// read(saw, levelA, levelB, weightA, weightB, phase, i); `hooks` as in ReaderHooks.
@@ -90,9 +96,9 @@ public:
     void runInto(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
                  float* out, int frames, Read read, const SlotSum& sum);
     /// As runInto(), with a second form of the read for a steady block that takes four cells
-    /// at once: vread(tables, simd::Cells4, i) -> __m128 for samples i..i+3, where `tables` is a copy
-    /// of this reader made for the block (a local copy stays in registers: the stores into
-    /// the sums cannot touch it, so the tables and weights are not fetched again per group).
+    /// at once: vread(tables, simd::Cells4, i) -> __m128 for samples i..i+3, where `tables` is a
+    /// copy of this reader made for the block (a local copy stays in registers: the stores into the
+    /// sums cannot touch it, so the tables and weights are not fetched again per group).
     template <class Read, class VRead>
     void runVectorInto(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
                        float* out, int frames, Read read, VRead vread, const SlotSum& sum);
@@ -353,6 +359,39 @@ void TableReader::runPhaseVector(const ReaderBlock& rb, int slot, const float* n
     float end = base + static_cast<float>(frames) * inc;
     end -= static_cast<float>(static_cast<int>(end * (1.0f / 4096.0f))) * 4096.0f;
     phase = end;
+}
+
+/// `N` readers prepared by beginSteady(), read in one pass over the block and added into their
+/// sums in the order given, as N runVectorInto() calls would: the sums are fetched and stored
+/// once per four samples for all of them, and the N independent reads overlap.
+template <int N, class VRead>
+void runSteadyGroupInto(TableReader* const* group, const SlotSum* sums, int frames, VRead vread) {
+    // Local copies stay in registers: the stores into the sums cannot touch them.
+    TableReader tables[N];
+    simd::FixedPhase at[N];
+    __m128 l[N], r[N];
+    for (int k = 0; k < N; ++k) {
+        tables[k] = *group[k];
+        at[k].start(group[k]->phase, group[k]->increment);
+        l[k] = _mm_set1_ps(sums[k].levelL);
+        r[k] = _mm_set1_ps(sums[k].levelR);
+    }
+    float* __restrict sumL = sums[0].sumL;
+    float* __restrict sumR = sums[0].sumR;
+    const int padded = (frames + 3) & ~3;
+    for (int i = 0; i < padded; i += 4) {
+        __m128 left = _mm_loadu_ps(sumL + i);
+        __m128 right = _mm_loadu_ps(sumR + i);
+        for (int k = 0; k < N; ++k) {
+            const __m128 s = vread(tables[k], at[k].next(), i);
+            left = _mm_add_ps(left, _mm_mul_ps(l[k], s));
+            right = _mm_add_ps(right, _mm_mul_ps(r[k], s));
+        }
+        _mm_storeu_ps(sumL + i, left);
+        _mm_storeu_ps(sumR + i, right);
+    }
+    for (int k = 0; k < N; ++k)
+        group[k]->phase = simd::FixedPhase::after(group[k]->phase, group[k]->increment, frames);
 }
 
 /// True when the first `frames` values of `x` are all the same.
