@@ -255,11 +255,29 @@ void VoiceOscillator::prepareStreams(int frames, const float* pitchStream,
                                      const float* ctrlB) {
     const ModuleOscillator& m = *owner;
     const int padded = (frames + 3) & ~3;
-    for (int i = 0; i < padded; i += 4)
-        for (int k = 0; k < 4; ++k) ctrlBBuf[i + k] = static_cast<int>(ctrlB[i + k] * 4096.0f) * 2;
+    const __m128 cells = _mm_set1_ps(4096.0f);
+    for (int i = 0; i < padded; i += 4) {
+        const __m128i whole = _mm_cvttps_epi32(_mm_mul_ps(_mm_loadu_ps(ctrlB + i), cells));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(ctrlBBuf + i), _mm_add_epi32(whole, whole));
+    }
     if (noteStream) {
-        // Only the start of a retrigger (1) restarts the readers; its end (2) does not.
-        for (int i = 0; i < frames; ++i) {
+        // Only the start of a retrigger (1) restarts the readers; its end (2) does not. Four
+        // records at a time: their first two words, transposed, are four pitches and four
+        // retrigger flags.
+        const __m128i start = _mm_set1_epi32(1);
+        const __m128 one = _mm_set1_ps(1.0f);
+        const float* words = &noteStream[0].pitch;
+        int i = 0;
+        for (; i + 4 <= frames; i += 4) {
+            const float* r = words + 4 * i;
+            const __m128 low = _mm_unpacklo_ps(_mm_loadu_ps(r), _mm_loadu_ps(r + 4));
+            const __m128 high = _mm_unpacklo_ps(_mm_loadu_ps(r + 8), _mm_loadu_ps(r + 12));
+            _mm_storeu_ps(pitchBuf + i, _mm_movelh_ps(low, high));
+            const __m128i trigger = _mm_castps_si128(_mm_movehl_ps(high, low));
+            const __m128 starts = _mm_castsi128_ps(_mm_cmpeq_epi32(trigger, start));
+            _mm_storeu_ps(retrigBuf + i, _mm_and_ps(starts, one));
+        }
+        for (; i < frames; ++i) {
             retrigBuf[i] = noteStream[i].trigger1 == 1 ? 1.0f : 0.0f;
             pitchBuf[i] = noteStream[i].pitch;
         }
