@@ -1,5 +1,7 @@
 #include "sources/engineclassic.h"
 
+#include "sources/steadygroups.h"
+
 namespace torvo {
 
 void EngineClassic::seedPhases(const float* phases) {
@@ -21,37 +23,11 @@ EngineClassic::Variant EngineClassic::variantFor(const OscBlock& b) {
 
 template <int Group, class Read, class VRead>
 void EngineClassic::renderSlots(const OscBlock& b, Read read, VRead vread) {
-    const int n = b.frames;
-    // Steady readers of consecutive slots are read three at a time; the others take their own
-    // loop. Either way the slots are added into the sums in slot order.
-    TableReader* group[3];
-    SlotSum sums[3];
-    int pending = 0;
-    const auto flush = [&] {
-        if (pending == 1) runSteadyGroupInto<1>(group, sums, n, vread);
-        if constexpr (Group >= 2)
-            if (pending == 2) runSteadyGroupInto<2>(group, sums, n, vread);
-        if constexpr (Group >= 3)
-            if (pending == 3) runSteadyGroupInto<3>(group, sums, n, vread);
-        pending = 0;
-    };
-    for (int slot = 0; slot < b.count; ++slot) {
-        TableReader& r = readers[slot];
-        const SlotSum sum{buffers.sumL, buffers.sumR, b.levelL[slot], b.levelR[slot]};
-        if (r.readsOneNote(b.reader)) {
-            alignas(16) float note[4];
-            slotNotes(b.pitch, b.detune[slot], note, 1, true);
-            r.beginSteady(b.reader, note[0]);
-            group[pending] = &r;
-            sums[pending] = sum;
-            if (++pending == Group) flush();
-            continue;
-        }
-        flush();
-        slotNotes(b.pitch, b.detune[slot], buffers.note, n, b.reader.notesSteady);
-        r.runVectorInto(b.reader, slot, buffers.note, b.retrig, buffers.slot, n, read, vread, sum);
-    }
-    flush();
+    renderSlotsGrouped<Group>(readers, b, buffers, simd::FixedPhase(), vread,
+                              [&](TableReader& r, int slot, const SlotSum& sum) {
+                                  r.runVectorInto(b.reader, slot, buffers.note, b.retrig,
+                                                  buffers.slot, b.frames, read, vread, sum);
+                              });
 }
 
 void EngineClassic::render(const OscBlock& b) {

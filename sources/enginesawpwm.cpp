@@ -1,37 +1,80 @@
 #include "sources/enginesawpwm.h"
 
+#include "sources/steadygroups.h"
+
 #include <algorithm>
+#include <type_traits>
 
 namespace torvo {
 
 namespace {
 
-/// Four samples of the engine for a steady block, from their phases. Without `Wave` the blend
-/// weight is 0 for the whole block and the wave's reads, which it would multiply away, are
-/// left out.
+/// The note's phase and its whole multiple, for a steady block, four samples a step.
+struct PulsePhases {
+    struct Cells {
+        simd::Cells4 note;
+        simd::Cells4 fast;
+    };
+    void start(float phase, float increment) {
+        note.start(phase, increment);
+        fast = note.multiple(ratio);
+    }
+    Cells next() { return {note.next(), fast.next()}; }
+
+    int ratio = 1;
+    simd::FixedPhase note;
+    simd::FixedPhase fast;
+};
+
+/// Four samples from the engine's reads: `note` the note's saw, `fast` and `back` the saw at
+/// the multiple and at the multiple shifted back by the width; wave() reads the wave at the
+/// shifted multiple. Without `Wave` the blend weight is 0 for the whole block and the wave's
+/// reads, which it would multiply away, are left out.
+template <bool Wave, class WaveRead>
+inline __m128 pulseFrom(__m128 note, __m128 fast, __m128 back, WaveRead wave, const float* B,
+                        const float* W, int i) {
+    const __m128 e = _mm_add_ps(note, _mm_set1_ps(0.7f));
+    const __m128 d = _mm_sub_ps(fast, back);
+    const __m128 k = _mm_sub_ps(_mm_set1_ps(1.0f), _mm_loadu_ps(B + i));
+    const __m128 s = _mm_sub_ps(_mm_mul_ps(_mm_add_ps(_mm_mul_ps(_mm_set1_ps(1.3f), k), d), e),
+                                _mm_mul_ps(_mm_set1_ps(0.8f), k));
+    if (!Wave) return s;
+    const __m128 mix = _mm_loadu_ps(W + i);
+    return _mm_add_ps(_mm_mul_ps(_mm_sub_ps(_mm_set1_ps(1.0f), mix), s), _mm_mul_ps(mix, wave()));
+}
+
+/// Four samples of a steady block from the fixed-point phases.
 template <bool Wave>
-inline __m128 pulseSamples(const TableReader& r, float ratio, const float* B, const float* W,
-                           const int* shift, __m128 p, int i) {
+inline __m128 pulseSamples(const TableReader& r, const PulsePhases::Cells& c, const float* B,
+                           const float* W, const int* shift, int i) {
+    const simd::Cells4 back = simd::shiftedBack(c.fast, shift + i);
+    return pulseFrom<Wave>(
+        simd::read4(r.sawTable, c.note), simd::read4(r.sawTable, c.fast),
+        simd::read4(r.sawTable, back),
+        [&] { return simd::readLevels4(r.levelA, r.levelB, r.weightA, r.weightB, back); }, B, W, i);
+}
+
+/// The same from four float phases, for blocks whose notes wander within one pitch step.
+template <bool Wave>
+inline __m128 pulseSamplesAt(const TableReader& r, float ratio, const float* B, const float* W,
+                             const int* shift, __m128 p, int i) {
     const simd::Cells c = simd::cellsOf(p);
-    const __m128 e = _mm_add_ps(simd::read4(r.sawTable, c.index, c.frac), _mm_set1_ps(0.7f));
     // The multiple of a phase below one cycle needs at most three wraps.
     const __m128 cycle = _mm_set1_ps(4096.0f);
     __m128 p2 = _mm_mul_ps(_mm_set1_ps(ratio), p);
     for (int w = 0; w < 3; ++w) p2 = _mm_sub_ps(p2, _mm_and_ps(_mm_cmpgt_ps(p2, cycle), cycle));
     const simd::Cells c2 = simd::cellsOf(p2);
-    const __m128i back = _mm_sub_epi32(
-        _mm_setzero_si128(), _mm_loadu_si128(reinterpret_cast<const __m128i*>(shift + i)));
-    const __m128i at = simd::shifted(c2.index, back);
-    const __m128 d = _mm_sub_ps(simd::read4(r.sawTable, c2.index, c2.frac),
-                                simd::read4(r.sawTable, at, c2.frac));
-    const __m128 k = _mm_sub_ps(_mm_set1_ps(1.0f), _mm_loadu_ps(B + i));
-    const __m128 s = _mm_sub_ps(_mm_mul_ps(_mm_add_ps(_mm_mul_ps(_mm_set1_ps(1.3f), k), d), e),
-                                _mm_mul_ps(_mm_set1_ps(0.8f), k));
-    if (!Wave) return s;
-    const __m128 w =
-        simd::readLevels4(r.levelA, r.levelB, r.weightA, r.weightB, simd::Cells{at, c2.frac});
-    const __m128 mix = _mm_loadu_ps(W + i);
-    return _mm_add_ps(_mm_mul_ps(_mm_sub_ps(_mm_set1_ps(1.0f), mix), s), _mm_mul_ps(mix, w));
+    const __m128i back = simd::shifted(
+        c2.index, _mm_sub_epi32(_mm_setzero_si128(),
+                                _mm_loadu_si128(reinterpret_cast<const __m128i*>(shift + i))));
+    return pulseFrom<Wave>(
+        simd::read4(r.sawTable, c.index, c.frac), simd::read4(r.sawTable, c2.index, c2.frac),
+        simd::read4(r.sawTable, back, c2.frac),
+        [&] {
+            return simd::readLevels4(r.levelA, r.levelB, r.weightA, r.weightB,
+                                     simd::Cells{back, c2.frac});
+        },
+        B, W, i);
 }
 
 } // namespace
@@ -62,26 +105,28 @@ void EngineSawPwm::render(const OscBlock& b) {
         const float w = wa * readTableOffset(la, p2, back) + wb * readTableOffset(lb, p2, back);
         return (1.0f - W[i]) * s + W[i] * w;
     };
-    for (int slot = 0; slot < b.count; ++slot) {
-        TableReader& r = readers[slot];
-        slotNotes(b.pitch, b.detune[slot], buffers.note, r.readsOneNote(b.reader) ? 1 : n,
-                  b.reader.notesSteady);
-        const SlotSum sum{buffers.sumL, buffers.sumR, b.levelL[slot], b.levelR[slot]};
-        if (noWave)
-            r.runPhaseVectorInto(
-                b.reader, slot, buffers.note, b.retrig, buffers.slot, n, read,
-                [ratio, B, W, shift](const TableReader& t, __m128 p, int i) {
-                    return pulseSamples<false>(t, ratio, B, W, shift, p, i);
-                },
-                sum);
-        else
-            r.runPhaseVectorInto(
-                b.reader, slot, buffers.note, b.retrig, buffers.slot, n, read,
-                [ratio, B, W, shift](const TableReader& t, __m128 p, int i) {
-                    return pulseSamples<true>(t, ratio, B, W, shift, p, i);
-                },
-                sum);
-    }
+    PulsePhases proto;
+    proto.ratio = static_cast<int>(ratio);
+    const auto slots = [&](auto wave) {
+        constexpr bool kWave = decltype(wave)::value;
+        renderSlotsGrouped<kWave ? 1 : 2>(
+            readers, b, buffers, proto,
+            [B, W, shift](const TableReader& t, const PulsePhases::Cells& c, int i) {
+                return pulseSamples<kWave>(t, c, B, W, shift, i);
+            },
+            [&](TableReader& r, int slot, const SlotSum& sum) {
+                r.runPhaseVectorInto(
+                    b.reader, slot, buffers.note, b.retrig, buffers.slot, n, read,
+                    [ratio, B, W, shift](const TableReader& t, __m128 p, int i) {
+                        return pulseSamplesAt<kWave>(t, ratio, B, W, shift, p, i);
+                    },
+                    sum);
+            });
+    };
+    if (noWave)
+        slots(std::false_type());
+    else
+        slots(std::true_type());
 }
 
 } // namespace torvo

@@ -120,6 +120,20 @@ public:
         return c;
     }
 
+    /// The same samples at `ratio` times this phase (and so at `ratio` times the increment),
+    /// from where this one stands: the product wraps exactly as the phase itself does.
+    FixedPhase multiple(int ratio) const {
+        const std::uint32_t r = static_cast<std::uint32_t>(ratio);
+        FixedPhase m;
+        m.scalar = scalar * r;
+        m.step = step * r;
+        m.lanes = _mm_setr_epi32(static_cast<int>(m.scalar), static_cast<int>(m.scalar + m.step),
+                                 static_cast<int>(m.scalar + 2 * m.step),
+                                 static_cast<int>(m.scalar + 3 * m.step));
+        m.step4 = _mm_set1_epi32(static_cast<int>(4 * m.step));
+        return m;
+    }
+
     /// The float phase `frames` samples after the start, in [0, 4096).
     static float after(float phase, float increment, int frames) {
         const std::uint32_t inc = static_cast<std::uint32_t>(increment * kFixedPerPoint);
@@ -146,6 +160,15 @@ inline Cells4 shifted(const Cells4& c, const int* offsets) {
     Cells4 s;
     for (int k = 0; k < 4; ++k)
         s.at[k] = (c.at[k] + static_cast<std::uint32_t>(offsets[k] >> 1)) & (kTablePoints - 1);
+    s.frac = c.frac;
+    return s;
+}
+
+/// As shifted(), moved back by the offsets instead.
+inline Cells4 shiftedBack(const Cells4& c, const int* offsets) {
+    Cells4 s;
+    for (int k = 0; k < 4; ++k)
+        s.at[k] = (c.at[k] - static_cast<std::uint32_t>(offsets[k] >> 1)) & (kTablePoints - 1);
     s.frac = c.frac;
     return s;
 }

@@ -361,39 +361,6 @@ void TableReader::runPhaseVector(const ReaderBlock& rb, int slot, const float* n
     phase = end;
 }
 
-/// `N` readers prepared by beginSteady(), read in one pass over the block and added into their
-/// sums in the order given, as N runVectorInto() calls would: the sums are fetched and stored
-/// once per four samples for all of them, and the N independent reads overlap.
-template <int N, class VRead>
-void runSteadyGroupInto(TableReader* const* group, const SlotSum* sums, int frames, VRead vread) {
-    // Local copies stay in registers: the stores into the sums cannot touch them.
-    TableReader tables[N];
-    simd::FixedPhase at[N];
-    __m128 l[N], r[N];
-    for (int k = 0; k < N; ++k) {
-        tables[k] = *group[k];
-        at[k].start(group[k]->phase, group[k]->increment);
-        l[k] = _mm_set1_ps(sums[k].levelL);
-        r[k] = _mm_set1_ps(sums[k].levelR);
-    }
-    float* __restrict sumL = sums[0].sumL;
-    float* __restrict sumR = sums[0].sumR;
-    const int padded = (frames + 3) & ~3;
-    for (int i = 0; i < padded; i += 4) {
-        __m128 left = _mm_loadu_ps(sumL + i);
-        __m128 right = _mm_loadu_ps(sumR + i);
-        for (int k = 0; k < N; ++k) {
-            const __m128 s = vread(tables[k], at[k].next(), i);
-            left = _mm_add_ps(left, _mm_mul_ps(l[k], s));
-            right = _mm_add_ps(right, _mm_mul_ps(r[k], s));
-        }
-        _mm_storeu_ps(sumL + i, left);
-        _mm_storeu_ps(sumR + i, right);
-    }
-    for (int k = 0; k < N; ++k)
-        group[k]->phase = simd::FixedPhase::after(group[k]->phase, group[k]->increment, frames);
-}
-
 /// True when the first `frames` values of `x` are all the same.
 bool isConstant(const float* x, int frames);
 /// True when one of the first `frames` values of `x` equals `value`.
