@@ -94,16 +94,16 @@ void EngineFM::render(const OscBlock& b) {
         slotNotes(pitch, det, buffers.note, n, carrierBlock.notesSteady);
         const auto levels = [](const float*, const float* la, const float* lb, float wa, float wb,
                                float p, int) { return readLevels(la, lb, wa, wb, p); };
-        const auto levels4 = [](const TableReader& t, __m128 p, int) {
-            return simd::readLevels4(t.levelA, t.levelB, t.weightA, t.weightB, simd::cellsOf(p));
+        const auto levels4 = [](const TableReader& t, const simd::Cells4& c, int) {
+            return simd::readLevels4(t.levelA, t.levelB, t.weightA, t.weightB, c);
         };
         // With no blend towards the plain wave its samples would be multiplied away; its
         // reader only has to keep time.
         const bool plainSkipped = noWave && plain[slot].skipSteady(plainBlock, modNote, n);
         if (!plainSkipped)
-            plain[slot].runPhaseVector(plainBlock, slot, modNote, b.retrig, plainOut, n, levels,
-                                       levels4);
-        modulator[slot].runPhaseVector(sine, slot, modNote, b.retrig, modOut, n, levels, levels4);
+            plain[slot].runVector(plainBlock, slot, modNote, b.retrig, plainOut, n, levels,
+                                  levels4);
+        modulator[slot].runVector(sine, slot, modNote, b.retrig, modOut, n, levels, levels4);
         for (int i = 0; i < padded; i += 4)
             _mm_storeu_ps(modOut + i,
                           _mm_mul_ps(_mm_loadu_ps(modOut + i),

@@ -102,6 +102,11 @@ public:
     template <class Read, class VRead>
     void runVectorInto(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
                        float* out, int frames, Read read, VRead vread, const SlotSum& sum);
+    /// As run() with a plain policy, with the cell form of the vector read for a steady block
+    /// (as runVectorInto()); the samples always land in `out`.
+    template <class Read, class VRead>
+    void runVector(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
+                   float* out, int frames, Read read, VRead vread);
     /// As runVectorInto(), but the vector read takes the four phases themselves:
     /// vread(tables, phases, i) -> __m128, for engines that move or scale the phase first.
     template <class Read, class VRead>
@@ -310,6 +315,22 @@ void TableReader::runVectorInto(const ReaderBlock& rb, int slot, const float* no
         _mm_storeu_ps(sum.sumL + i, _mm_add_ps(_mm_loadu_ps(sum.sumL + i), _mm_mul_ps(l, s)));
         _mm_storeu_ps(sum.sumR + i, _mm_add_ps(_mm_loadu_ps(sum.sumR + i), _mm_mul_ps(r, s)));
     }
+    phase = simd::FixedPhase::after(phase, increment, frames);
+}
+
+template <class Read, class VRead>
+void TableReader::runVector(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
+                            float* out, int frames, Read read, VRead vread) {
+    prepare(rb, note[0]);
+    if (!steadyBlock(rb, note, frames)) {
+        run(rb, slot, note, retrig, out, frames, read);
+        return;
+    }
+    if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
+    const TableReader tables = *this;
+    simd::FixedPhase at(phase, increment);
+    const int padded = (frames + 3) & ~3;
+    for (int i = 0; i < padded; i += 4) _mm_storeu_ps(out + i, vread(tables, at.next(), i));
     phase = simd::FixedPhase::after(phase, increment, frames);
 }
 
