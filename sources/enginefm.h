@@ -5,6 +5,7 @@
 // of jumping, so legato notes do not click in brightness.
 
 #include "sources/oscblock.h"
+#include "sources/simdread.h"
 
 #include <array>
 
@@ -25,6 +26,22 @@ inline float wrapOnce(float p) {
     if (p > 4096.0f) return p - 4096.0f;
     if (p < 0.0f) return p + 4095.0f;
     return p;
+}
+
+/// wrapOnce() on four fixed-point phases of a steady block: the carrier's own phases `p` moved
+/// by the modulation `m` in table points (clamped to one cycle either way).
+inline __m128i wrapOnceFixed(__m128i p, __m128 m) {
+    m = _mm_min_ps(_mm_max_ps(m, _mm_set1_ps(-4096.0f)), _mm_set1_ps(4095.99f));
+    // (m + 4096) * 2^19 lies in [0, 2^32): read as unsigned and doubled it is m in fixed
+    // point, give or take whole cycles.
+    const __m128 x = _mm_mul_ps(_mm_add_ps(m, _mm_set1_ps(4096.0f)), _mm_set1_ps(524288.0f));
+    const __m128i half = _mm_xor_si128(_mm_cvttps_epi32(_mm_sub_ps(x, _mm_set1_ps(2147483648.0f))),
+                                       _mm_set1_epi32(static_cast<int>(0x80000000u)));
+    const __m128i sum = _mm_add_epi32(p, _mm_add_epi32(half, half));
+    const __m128 own =
+        _mm_mul_ps(_mm_cvtepi32_ps(_mm_srli_epi32(p, 1)), _mm_set1_ps(1.0f / 524288.0f));
+    const __m128 below = _mm_cmplt_ps(_mm_add_ps(own, m), _mm_setzero_ps());
+    return _mm_sub_epi32(sum, _mm_and_si128(_mm_castps_si128(below), _mm_set1_epi32(1 << 20)));
 }
 
 class EngineFM {

@@ -98,20 +98,12 @@ public:
     FixedPhase(float phase, float increment) { start(phase, increment); }
 
     /// Starts at `phase` in [0, 4096] (4096 is the start of the next cycle).
-    void start(float phase, float increment) {
-        scalar = toFixed(phase);
-        step = static_cast<std::uint32_t>(increment * kFixedPerPoint);
-        lanes = _mm_setr_epi32(static_cast<int>(scalar), static_cast<int>(scalar + step),
-                               static_cast<int>(scalar + 2 * step),
-                               static_cast<int>(scalar + 3 * step));
-        step4 = _mm_set1_epi32(static_cast<int>(4 * step));
-    }
+    void start(float phase, float increment) { *this = at(toFixed(phase), toStep(increment)); }
 
     /// The cells of the next four samples.
     Cells4 next() {
         Cells4 c;
-        const __m128i below = _mm_and_si128(lanes, _mm_set1_epi32(0xFFFFF));
-        c.frac = _mm_mul_ps(_mm_cvtepi32_ps(below), _mm_set1_ps(1.0f / kFixedPerPoint));
+        c.frac = fractions(lanes);
         lanes = _mm_add_epi32(lanes, step4);
         for (int k = 0; k < 4; ++k) {
             c.at[k] = scalar >> kFixedFractionBits;
@@ -119,33 +111,54 @@ public:
         }
         return c;
     }
+    /// The fixed-point phases of the next four samples.
+    __m128i nextPhases() {
+        const __m128i p = lanes;
+        lanes = _mm_add_epi32(lanes, step4);
+        scalar += 4 * step;
+        return p;
+    }
 
     /// The same samples at `ratio` times this phase (and so at `ratio` times the increment),
     /// from where this one stands: the product wraps exactly as the phase itself does.
     FixedPhase multiple(int ratio) const {
         const std::uint32_t r = static_cast<std::uint32_t>(ratio);
-        FixedPhase m;
-        m.scalar = scalar * r;
-        m.step = step * r;
-        m.lanes = _mm_setr_epi32(static_cast<int>(m.scalar), static_cast<int>(m.scalar + m.step),
-                                 static_cast<int>(m.scalar + 2 * m.step),
-                                 static_cast<int>(m.scalar + 3 * m.step));
-        m.step4 = _mm_set1_epi32(static_cast<int>(4 * m.step));
-        return m;
+        return at(scalar * r, step * r);
+    }
+
+    /// The fractions of four fixed-point phases.
+    static __m128 fractions(__m128i phases) {
+        const __m128i below = _mm_and_si128(phases, _mm_set1_epi32(0xFFFFF));
+        return _mm_mul_ps(_mm_cvtepi32_ps(below), _mm_set1_ps(1.0f / kFixedPerPoint));
+    }
+    /// A phase in [0, 4096] in fixed point (4096 wraps to 0).
+    static std::uint32_t toFixed(float phase) {
+        return static_cast<std::uint32_t>(
+            static_cast<std::uint64_t>(static_cast<double>(phase) * kFixedPerPoint));
+    }
+    /// Fixed-point steps per sample of an increment in table points.
+    static std::uint32_t toStep(float increment) {
+        return static_cast<std::uint32_t>(increment * kFixedPerPoint);
     }
 
     /// The float phase `frames` samples after the start, in [0, 4096).
     static float after(float phase, float increment, int frames) {
-        const std::uint32_t inc = static_cast<std::uint32_t>(increment * kFixedPerPoint);
-        const std::uint32_t end = toFixed(phase) + static_cast<std::uint32_t>(frames) * inc;
+        const std::uint32_t end =
+            toFixed(phase) + static_cast<std::uint32_t>(frames) * toStep(increment);
         const float p = static_cast<float>(static_cast<double>(end) * (1.0 / kFixedPerPoint));
         return p < 4096.0f ? p : 0.0f;
     }
 
 private:
-    static std::uint32_t toFixed(float phase) {
-        return static_cast<std::uint32_t>(
-            static_cast<std::uint64_t>(static_cast<double>(phase) * kFixedPerPoint));
+    static FixedPhase at(std::uint32_t start, std::uint32_t perSample) {
+        FixedPhase f;
+        f.scalar = start;
+        f.step = perSample;
+        f.lanes = _mm_setr_epi32(static_cast<int>(start), static_cast<int>(start + perSample),
+                                 static_cast<int>(start + 2 * perSample),
+                                 static_cast<int>(start + 3 * perSample));
+        f.step4 = _mm_set1_epi32(static_cast<int>(4 * perSample));
+        return f;
     }
 
     std::uint32_t scalar = 0;
@@ -153,6 +166,16 @@ private:
     __m128i lanes{};
     __m128i step4{};
 };
+
+/// The cells of four fixed-point phases that were computed in a vector.
+inline Cells4 cellsOfFixed(__m128i phases) {
+    alignas(16) std::uint32_t p[4];
+    _mm_store_si128(reinterpret_cast<__m128i*>(p), phases);
+    Cells4 c;
+    for (int k = 0; k < 4; ++k) c.at[k] = p[k] >> kFixedFractionBits;
+    c.frac = FixedPhase::fractions(phases);
+    return c;
+}
 
 /// The cells moved by four per-sample offsets in float-index units (even), wrapped in the
 /// table; the fractions stay those of the unshifted phase.

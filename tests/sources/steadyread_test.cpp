@@ -22,6 +22,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <vector>
 
 namespace torvo {
@@ -199,6 +200,85 @@ TEST(VectorReads, SlotSumsAddEachSampleAtItsLevel) {
     for (int i = 0; i < kFrames; ++i) {
         EXPECT_EQ(sumL[i], wantL[i]);
         EXPECT_EQ(sumR[i], wantR[i]);
+    }
+}
+
+/// The phase in table points of a fixed-point phase.
+float pointsOf(std::uint32_t fixed) {
+    return float(double(fixed) / simd::kFixedPerPoint);
+}
+
+TEST(FixedPhaseReads, CellsFollowTheFloatPhaseAndWrapAtTheCycle) {
+    // A phase near the end of the cycle and an increment that wraps it within the first group.
+    const float start = 4090.3f;
+    const float inc = 37.531f;
+    simd::FixedPhase at(start, inc);
+    const float* saw = sawAddress(57);
+    double exact = start;
+    for (int group = 0; group < 300; ++group) {
+        const simd::Cells4 c = at.next();
+        alignas(16) float frac[4], got[4];
+        _mm_store_ps(frac, c.frac);
+        _mm_store_ps(got, simd::read4(saw, c));
+        for (int k = 0; k < 4; ++k) {
+            const double p = std::fmod(exact, 4096.0);
+            ASSERT_EQ(c.at[k], static_cast<std::uint32_t>(p)) << "sample " << 4 * group + k;
+            EXPECT_NEAR(frac[k], p - std::floor(p), 1.0e-4);
+            EXPECT_NEAR(got[k], readTable(saw, float(p)), 1.0e-4f);
+            exact += inc;
+        }
+    }
+    // Where the block ends, as a float phase for the sample loop.
+    EXPECT_NEAR(simd::FixedPhase::after(start, inc, 1200), std::fmod(exact, 4096.0), 2.0e-3);
+}
+
+TEST(FixedPhaseReads, MultipleStaysTheExactProductOfThePhase) {
+    simd::FixedPhase note(1234.5f, 11.25f);
+    for (int skip = 0; skip < 5; ++skip) note.next();
+    for (int ratio = 1; ratio <= 4; ++ratio) {
+        simd::FixedPhase base = note;
+        simd::FixedPhase fast = note.multiple(ratio);
+        for (int group = 0; group < 100; ++group) {
+            const simd::Cells4 n = base.next();
+            const simd::Cells4 f = fast.next();
+            alignas(16) float nf[4], ff[4];
+            _mm_store_ps(nf, n.frac);
+            _mm_store_ps(ff, f.frac);
+            for (int k = 0; k < 4; ++k) {
+                const double want = std::fmod(ratio * (n.at[k] + double(nf[k])), 4096.0);
+                EXPECT_NEAR(f.at[k] + double(ff[k]), want, 1.0e-3) << "ratio " << ratio;
+            }
+        }
+    }
+}
+
+TEST(FixedPhaseReads, CellsMovedByTheWidthWrapBothWays) {
+    simd::FixedPhase at(10.5f, 2.0f);
+    const simd::Cells4 c = at.next();
+    const int offsets[4] = {-40, 8190, 2, 0};
+    const simd::Cells4 up = simd::shifted(c, offsets);
+    const simd::Cells4 down = simd::shiftedBack(c, offsets);
+    const std::uint32_t want[4] = {4086, 11, 15, 16};
+    for (int k = 0; k < 4; ++k) {
+        EXPECT_EQ(up.at[k], want[k]);
+        EXPECT_EQ(down.at[k], (c.at[k] + 4096u - std::uint32_t(offsets[k] / 2)) % 4096u);
+    }
+}
+
+TEST(FixedPhaseReads, CarrierWrapMatchesTheFloatRuleIncludingTheShortLowerSide) {
+    // Own phases across the cycle and modulations of up to a cycle either way; a sum below
+    // zero lands one point short of the cycle, as wrapOnce() has it.
+    for (float own : {0.0f, 3.25f, 1500.75f, 4095.5f}) {
+        for (float m : {-4096.0f, -2000.5f, -3.5f, -0.25f, 0.0f, 0.5f, 700.125f, 4095.0f}) {
+            const std::uint32_t p = simd::FixedPhase::toFixed(own);
+            alignas(16) std::uint32_t q[4];
+            _mm_store_si128(reinterpret_cast<__m128i*>(q),
+                            wrapOnceFixed(_mm_set1_epi32(static_cast<int>(p)), _mm_set1_ps(m)));
+            // The table reads both modulo the cycle (at full depth the float rule can leave
+            // a point just below zero).
+            const double apart = std::fmod(pointsOf(q[0]) - wrapOnce(own + m) + 8192.0, 4096.0);
+            EXPECT_LT(std::min(apart, 4096.0 - apart), 2.0e-3) << own << " + " << m;
+        }
     }
 }
 
