@@ -250,7 +250,7 @@ StereoPtr VoiceOscillator::outputs() const {
     }
 }
 
-void VoiceOscillator::prepareStreams(int frames, const float* pitchStream,
+bool VoiceOscillator::prepareStreams(int frames, const float* pitchStream,
                                      const float* retrigStream, const TriggerRecord* noteStream,
                                      const float* ctrlB) {
     const ModuleOscillator& m = *owner;
@@ -267,6 +267,7 @@ void VoiceOscillator::prepareStreams(int frames, const float* pitchStream,
         const __m128i start = _mm_set1_epi32(1);
         const __m128 one = _mm_set1_ps(1.0f);
         const float* words = &noteStream[0].pitch;
+        __m128 anyStart = _mm_setzero_ps();
         int i = 0;
         for (; i + 4 <= frames; i += 4) {
             const float* r = words + 4 * i;
@@ -275,9 +276,12 @@ void VoiceOscillator::prepareStreams(int frames, const float* pitchStream,
             _mm_storeu_ps(pitchBuf + i, _mm_movelh_ps(low, high));
             const __m128i trigger = _mm_castps_si128(_mm_movehl_ps(high, low));
             const __m128 starts = _mm_castsi128_ps(_mm_cmpeq_epi32(trigger, start));
+            anyStart = _mm_or_ps(anyStart, starts);
             _mm_storeu_ps(retrigBuf + i, _mm_and_ps(starts, one));
         }
+        bool retriggers = _mm_movemask_ps(anyStart) != 0;
         for (; i < frames; ++i) {
+            retriggers |= noteStream[i].trigger1 == 1;
             retrigBuf[i] = noteStream[i].trigger1 == 1 ? 1.0f : 0.0f;
             pitchBuf[i] = noteStream[i].pitch;
         }
@@ -286,7 +290,7 @@ void VoiceOscillator::prepareStreams(int frames, const float* pitchStream,
             std::fill(pitchBuf + frames, pitchBuf + padded, pitchBuf[frames - 1]);
         else
             std::fill(pitchBuf, pitchBuf + padded, ModuleOscillator::kUntrackedPitch);
-        return;
+        return retriggers;
     }
     if (retrigStream) {
         std::copy(retrigStream, retrigStream + frames, retrigBuf);
@@ -300,6 +304,7 @@ void VoiceOscillator::prepareStreams(int frames, const float* pitchStream,
     } else {
         std::fill(pitchBuf, pitchBuf + padded, ModuleOscillator::kUntrackedPitch);
     }
+    return holdsValue(retrigBuf, frames, 1.0f);
 }
 
 void VoiceOscillator::applyPitchModulation(int frames) {
@@ -357,7 +362,7 @@ void VoiceOscillator::renderVoice(int frames, float sampleRate, const float* pit
     levelL = spread.levelL;
     levelR = spread.levelR;
 
-    prepareStreams(frames, pitchStream, retrigStream, noteStream, b.ctrlB);
+    const bool retriggers = prepareStreams(frames, pitchStream, retrigStream, noteStream, b.ctrlB);
 
     const float mod = block(kLocalWave, 0.0f);
     if (mod != waveModulation || m.wave != waveParam || !wave) {
@@ -395,7 +400,7 @@ void VoiceOscillator::renderVoice(int frames, float sampleRate, const float* pit
     rb.bag = &m.startPhaseBag;
     rb.lastReaderPhase = m.lastReaderPhase.data();
     rb.wave = wave;
-    rb.noRetrigger = !holdsValue(retrigBuf, frames, 1.0f);
+    rb.noRetrigger = !retriggers;
     rb.notesSteady = isConstant(pitchBuf, frames);
 
     switch (m.type) {

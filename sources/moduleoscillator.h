@@ -84,7 +84,8 @@ public:
     EngineVowel vowel;
 
 private:
-    void prepareStreams(int frames, const float* pitchStream, const float* retrigStream,
+    /// Fills the pitch, retrigger and width streams; answers whether a sample retriggers.
+    bool prepareStreams(int frames, const float* pitchStream, const float* retrigStream,
                         const TriggerRecord* noteStream, const float* ctrlB);
     void applyPitchModulation(int frames);
 };

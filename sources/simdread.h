@@ -198,11 +198,14 @@ inline Cells4 shiftedBack(const Cells4& c, const int* offsets) {
 
 /// Linear reads of `table` at four cells.
 inline __m128 read4(const float* table, const Cells4& c) {
-    const auto pair = [table](std::uint32_t at) {
-        return _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(table + 2 * at)));
+    // Addressed as 8-byte pairs, so that a cell number is used as it stands (scaled by the
+    // address itself) and never doubled first.
+    const std::uint64_t* pairs = reinterpret_cast<const std::uint64_t*>(table);
+    const auto pair = [pairs](std::uint32_t at) {
+        return _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(pairs + at)));
     };
-    const auto high = [table](__m128 low, std::uint32_t at) {
-        return _mm_loadh_pi(low, reinterpret_cast<const __m64*>(table + 2 * at));
+    const auto high = [pairs](__m128 low, std::uint32_t at) {
+        return _mm_loadh_pi(low, reinterpret_cast<const __m64*>(pairs + at));
     };
     const __m128 p01 = high(pair(c.at[0]), c.at[1]);
     const __m128 p23 = high(pair(c.at[2]), c.at[3]);
