@@ -117,16 +117,14 @@ public:
     template <class Read, class VRead>
     void runPhaseVector(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
                         float* out, int frames, Read read, VRead vread);
-    /// For a steady block whose samples nobody hears: moves the phase exactly as a render
+    /// For a steady block whose samples nobody hears: moves the phase exactly as runVector()
     /// would and answers true. Answers false, having changed nothing a render depends on, when
     /// the block is not steady; the caller then renders it.
     bool skipSteady(const ReaderBlock& rb, const float* note, int frames) {
         prepare(rb, note[0]);
         if (!steadyBlock(rb, note, frames)) return false;
         if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
-        float end = phase + static_cast<float>(frames) * increment;
-        end -= static_cast<float>(static_cast<int>(end * (1.0f / 4096.0f))) * 4096.0f;
-        phase = end;
+        phase = simd::FixedPhase::after(phase, increment, frames);
         return true;
     }
 
@@ -166,6 +164,23 @@ private:
         return rb.notesSteady || holdsPitchIndex(note, frames, pitchIndex);
     }
     void prepare(const ReaderBlock& rb, float firstNote);
+    /// prepare(), then true when the block is steady, with the tables looked up for it.
+    bool enterSteady(const ReaderBlock& rb, const float* note, int frames) {
+        prepare(rb, note[0]);
+        if (!steadyBlock(rb, note, frames)) return false;
+        if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
+        return true;
+    }
+    /// The phase `frames` steady samples on, as the float loops compute it.
+    float floatPhaseAfter(int frames) const {
+        float end = phase + static_cast<float>(frames) * increment;
+        end -= static_cast<float>(static_cast<int>(end * (1.0f / 4096.0f))) * 4096.0f;
+        return end;
+    }
+    /// The steady loop of the vector forms: `source(i)` gives the phase argument of samples
+    /// i..i+3, `emit(i, samples)` puts them where they belong.
+    template <class Source, class VRead, class Emit>
+    void steadyLoop(int frames, Source source, VRead& vread, Emit emit);
     template <class Read> void runSteady(float* out, int frames, Read& read);
     template <class Read> void runSteadyInto(const SlotSum& sum, int frames, Read& read);
     void lookUp(float note);
@@ -250,9 +265,7 @@ template <class Read> void TableReader::runSteady(float* out, int frames, Read& 
             out[i + k] = read(sawTable, levelA, levelB, weightA, weightB, q, i + k);
         }
     }
-    float end = base + static_cast<float>(frames) * inc;
-    end -= static_cast<float>(static_cast<int>(end * kInvCycle)) * 4096.0f;
-    phase = end;
+    phase = floatPhaseAfter(frames);
 }
 
 template <class Read> void TableReader::runSteadyInto(const SlotSum& sum, int frames, Read& read) {
@@ -273,9 +286,7 @@ template <class Read> void TableReader::runSteadyInto(const SlotSum& sum, int fr
             sumR[i + k] += r * s;
         }
     }
-    float end = base + static_cast<float>(frames) * inc;
-    end -= static_cast<float>(static_cast<int>(end * kInvCycle)) * 4096.0f;
-    phase = end;
+    phase = floatPhaseAfter(frames);
 }
 
 /// Adds `levelL` and `levelR` times `in` to the two sums, in groups of 4.
@@ -284,9 +295,7 @@ void addToSums(const float* in, float levelL, float levelR, float* sumL, float* 
 template <class Read>
 void TableReader::runInto(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
                           float* out, int frames, Read read, const SlotSum& sum) {
-    prepare(rb, note[0]);
-    if (steadyBlock(rb, note, frames)) {
-        if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
+    if (enterSteady(rb, note, frames)) {
         runSteadyInto(sum, frames, read);
         return;
     }
@@ -294,43 +303,62 @@ void TableReader::runInto(const ReaderBlock& rb, int slot, const float* note, co
     addToSums(out, sum.levelL, sum.levelR, sum.sumL, sum.sumR, frames);
 }
 
+template <class Source, class VRead, class Emit>
+void TableReader::steadyLoop(int frames, Source source, VRead& vread, Emit emit) {
+    const TableReader tables = *this;
+    const int padded = (frames + 3) & ~3;
+    for (int i = 0; i < padded; i += 4) emit(i, vread(tables, source(i), i));
+}
+
+/// Adds four samples into the sums at a slot's levels.
+struct SumEmit {
+    explicit SumEmit(const SlotSum& sum)
+        : sumL(sum.sumL), sumR(sum.sumR), l(_mm_set1_ps(sum.levelL)), r(_mm_set1_ps(sum.levelR)) {}
+    void operator()(int i, __m128 s) const {
+        _mm_storeu_ps(sumL + i, _mm_add_ps(_mm_loadu_ps(sumL + i), _mm_mul_ps(l, s)));
+        _mm_storeu_ps(sumR + i, _mm_add_ps(_mm_loadu_ps(sumR + i), _mm_mul_ps(r, s)));
+    }
+    float* sumL;
+    float* sumR;
+    __m128 l;
+    __m128 r;
+};
+
+/// Fixed-point cells of a steady block, four samples a step.
+struct CellSource {
+    simd::Cells4 operator()(int) { return at.next(); }
+    simd::FixedPhase at;
+};
+
+/// Float phases of a steady block, four samples a step.
+struct PhaseSource {
+    __m128 operator()(int i) const { return simd::phases4(base, inc, i); }
+    float base;
+    float inc;
+};
+
 template <class Read, class VRead>
 void TableReader::runVectorInto(const ReaderBlock& rb, int slot, const float* note,
                                 const float* retrig, float* out, int frames, Read read, VRead vread,
                                 const SlotSum& sum) {
-    prepare(rb, note[0]);
-    if (!steadyBlock(rb, note, frames)) {
+    if (!enterSteady(rb, note, frames)) {
         run(rb, slot, note, retrig, out, frames, read);
         addToSums(out, sum.levelL, sum.levelR, sum.sumL, sum.sumR, frames);
         return;
     }
-    if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
-    const TableReader tables = *this;
-    simd::FixedPhase at(phase, increment);
-    const __m128 l = _mm_set1_ps(sum.levelL);
-    const __m128 r = _mm_set1_ps(sum.levelR);
-    const int padded = (frames + 3) & ~3;
-    for (int i = 0; i < padded; i += 4) {
-        const __m128 s = vread(tables, at.next(), i);
-        _mm_storeu_ps(sum.sumL + i, _mm_add_ps(_mm_loadu_ps(sum.sumL + i), _mm_mul_ps(l, s)));
-        _mm_storeu_ps(sum.sumR + i, _mm_add_ps(_mm_loadu_ps(sum.sumR + i), _mm_mul_ps(r, s)));
-    }
+    steadyLoop(frames, CellSource{simd::FixedPhase(phase, increment)}, vread, SumEmit(sum));
     phase = simd::FixedPhase::after(phase, increment, frames);
 }
 
 template <class Read, class VRead>
 void TableReader::runVector(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
                             float* out, int frames, Read read, VRead vread) {
-    prepare(rb, note[0]);
-    if (!steadyBlock(rb, note, frames)) {
+    if (!enterSteady(rb, note, frames)) {
         run(rb, slot, note, retrig, out, frames, read);
         return;
     }
-    if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
-    const TableReader tables = *this;
-    simd::FixedPhase at(phase, increment);
-    const int padded = (frames + 3) & ~3;
-    for (int i = 0; i < padded; i += 4) _mm_storeu_ps(out + i, vread(tables, at.next(), i));
+    steadyLoop(frames, CellSource{simd::FixedPhase(phase, increment)}, vread,
+               [out](int i, __m128 s) { _mm_storeu_ps(out + i, s); });
     phase = simd::FixedPhase::after(phase, increment, frames);
 }
 
@@ -338,48 +366,26 @@ template <class Read, class VRead>
 void TableReader::runPhaseVectorInto(const ReaderBlock& rb, int slot, const float* note,
                                      const float* retrig, float* out, int frames, Read read,
                                      VRead vread, const SlotSum& sum) {
-    prepare(rb, note[0]);
-    if (!steadyBlock(rb, note, frames)) {
+    if (!enterSteady(rb, note, frames)) {
         run(rb, slot, note, retrig, out, frames, read);
         addToSums(out, sum.levelL, sum.levelR, sum.sumL, sum.sumR, frames);
         return;
     }
-    if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
-    const TableReader tables = *this;
-    const float base = phase;
-    const float inc = increment;
-    const __m128 l = _mm_set1_ps(sum.levelL);
-    const __m128 r = _mm_set1_ps(sum.levelR);
-    const int padded = (frames + 3) & ~3;
-    for (int i = 0; i < padded; i += 4) {
-        const __m128 s = vread(tables, simd::phases4(base, inc, i), i);
-        _mm_storeu_ps(sum.sumL + i, _mm_add_ps(_mm_loadu_ps(sum.sumL + i), _mm_mul_ps(l, s)));
-        _mm_storeu_ps(sum.sumR + i, _mm_add_ps(_mm_loadu_ps(sum.sumR + i), _mm_mul_ps(r, s)));
-    }
-    float end = base + static_cast<float>(frames) * inc;
-    end -= static_cast<float>(static_cast<int>(end * (1.0f / 4096.0f))) * 4096.0f;
-    phase = end;
+    steadyLoop(frames, PhaseSource{phase, increment}, vread, SumEmit(sum));
+    phase = floatPhaseAfter(frames);
 }
 
 template <class Read, class VRead>
 void TableReader::runPhaseVector(const ReaderBlock& rb, int slot, const float* note,
                                  const float* retrig, float* out, int frames, Read read,
                                  VRead vread) {
-    prepare(rb, note[0]);
-    if (!steadyBlock(rb, note, frames)) {
+    if (!enterSteady(rb, note, frames)) {
         run(rb, slot, note, retrig, out, frames, read);
         return;
     }
-    if (noteToPitchIndex(note[0]) != pitchIndex) lookUp(note[0]);
-    const TableReader tables = *this;
-    const float base = phase;
-    const float inc = increment;
-    const int padded = (frames + 3) & ~3;
-    for (int i = 0; i < padded; i += 4)
-        _mm_storeu_ps(out + i, vread(tables, simd::phases4(base, inc, i), i));
-    float end = base + static_cast<float>(frames) * inc;
-    end -= static_cast<float>(static_cast<int>(end * (1.0f / 4096.0f))) * 4096.0f;
-    phase = end;
+    steadyLoop(frames, PhaseSource{phase, increment}, vread,
+               [out](int i, __m128 s) { _mm_storeu_ps(out + i, s); });
+    phase = floatPhaseAfter(frames);
 }
 
 /// True when the first `frames` values of `x` are all the same.
