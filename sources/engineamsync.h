@@ -7,6 +7,7 @@
 #include "sources/oscblock.h"
 
 #include <array>
+#include <cstdint>
 
 namespace torvo {
 
@@ -26,6 +27,9 @@ private:
     float* slaveNote = nullptr;
     float* masterOut = nullptr;
     float* sync = nullptr;
+    /// Fixed-point phases of a steady block.
+    std::uint32_t* masterAt = nullptr;
+    std::uint32_t* slaveAt = nullptr;
 };
 
 } // namespace torvo

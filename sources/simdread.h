@@ -136,6 +136,11 @@ public:
         return static_cast<std::uint32_t>(
             static_cast<std::uint64_t>(static_cast<double>(phase) * kFixedPerPoint));
     }
+    /// A fixed-point phase in table points, in [0, 4096).
+    static float toPoints(std::uint32_t fixed) {
+        const float p = static_cast<float>(static_cast<double>(fixed) * (1.0 / kFixedPerPoint));
+        return p < 4096.0f ? p : 0.0f;
+    }
     /// Fixed-point steps per sample of an increment in table points.
     static std::uint32_t toStep(float increment) {
         return static_cast<std::uint32_t>(increment * kFixedPerPoint);
@@ -143,10 +148,7 @@ public:
 
     /// The float phase `frames` samples after the start, in [0, 4096).
     static float after(float phase, float increment, int frames) {
-        const std::uint32_t end =
-            toFixed(phase) + static_cast<std::uint32_t>(frames) * toStep(increment);
-        const float p = static_cast<float>(static_cast<double>(end) * (1.0 / kFixedPerPoint));
-        return p < 4096.0f ? p : 0.0f;
+        return toPoints(toFixed(phase) + static_cast<std::uint32_t>(frames) * toStep(increment));
     }
 
 private:
@@ -183,6 +185,14 @@ inline Cells4 shifted(const Cells4& c, const int* offsets) {
     Cells4 s;
     for (int k = 0; k < 4; ++k)
         s.at[k] = (c.at[k] + static_cast<std::uint32_t>(offsets[k] >> 1)) & (kTablePoints - 1);
+    s.frac = c.frac;
+    return s;
+}
+
+/// The cells moved by a fixed number of table points, wrapped in the table.
+inline Cells4 movedBy(const Cells4& c, std::uint32_t points) {
+    Cells4 s;
+    for (int k = 0; k < 4; ++k) s.at[k] = (c.at[k] + points) & (kTablePoints - 1);
     s.frac = c.frac;
     return s;
 }
