@@ -31,9 +31,6 @@ void EngineClassic::renderSlots(const OscBlock& b, Read read, VRead vread) {
 }
 
 void EngineClassic::render(const OscBlock& b) {
-    const int n = b.frames;
-    clearBlock(buffers.sumL, n);
-    clearBlock(buffers.sumR, n);
     const float* A = b.ctrlA;
     const float* W = b.wtmix;
     const int* shift = b.shift;

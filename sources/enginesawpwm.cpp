@@ -85,8 +85,6 @@ void EngineSawPwm::seedPhases(const float* phases) {
 
 void EngineSawPwm::render(const OscBlock& b) {
     const int n = b.frames;
-    clearBlock(buffers.sumL, n);
-    clearBlock(buffers.sumR, n);
     const float ratio = static_cast<float>(ratioFor(std::clamp(b.ctrlA[0], 0.0f, 1.0f)));
     const float* B = b.ctrlB;
     const float* W = b.wtmix;

@@ -7,12 +7,14 @@
 
 #include "sources/oscblock.h"
 
+#include <type_traits>
+
 namespace torvo {
 
 /// `N` readers prepared by beginSteady(), read in one pass and added into their sums in the
-/// order given. Each reader gets a copy of `proto` started at its phase and increment;
-/// vread(tables, proto.next(), i) returns samples i..i+3.
-template <int N, class Phases, class VRead>
+/// order given (with `First`, written over them instead). Each reader gets a copy of `proto`
+/// started at its phase and increment; vread(tables, proto.next(), i) returns samples i..i+3.
+template <int N, bool First, class Phases, class VRead>
 void runSteadyGroupInto(TableReader* const* group, const SlotSum* sums, int frames,
                         const Phases& proto, VRead& vread) {
     // Local copies stay in registers: the stores into the sums cannot touch them.
@@ -30,8 +32,8 @@ void runSteadyGroupInto(TableReader* const* group, const SlotSum* sums, int fram
     float* __restrict sumR = sums[0].sumR;
     const int padded = (frames + 3) & ~3;
     for (int i = 0; i < padded; i += 4) {
-        __m128 left = _mm_loadu_ps(sumL + i);
-        __m128 right = _mm_loadu_ps(sumR + i);
+        __m128 left = First ? _mm_setzero_ps() : _mm_loadu_ps(sumL + i);
+        __m128 right = First ? _mm_setzero_ps() : _mm_loadu_ps(sumR + i);
         for (int k = 0; k < N; ++k) {
             const __m128 s = vread(tables[k], at[k].next(), i);
             left = _mm_add_ps(left, _mm_mul_ps(l[k], s));
@@ -44,9 +46,9 @@ void runSteadyGroupInto(TableReader* const* group, const SlotSum* sums, int fram
         group[k]->phase = simd::FixedPhase::after(group[k]->phase, group[k]->increment, frames);
 }
 
-/// Every slot of a unison stack into the engine's sums: steady readers in groups of up to
-/// `Group`, read by `vread` from phases like `proto`; any other slot gets its notes filled
-/// and is handed to single(reader, slot, sum).
+/// Every slot of a unison stack into the engine's sums, which it starts: steady readers in
+/// groups of up to `Group`, read by `vread` from phases like `proto`; any other slot gets its
+/// notes filled and is handed to single(reader, slot, sum) to add into the sums.
 template <int Group, class Readers, class Phases, class VRead, class Single>
 void renderSlotsGrouped(Readers& readers, const OscBlock& b, const EngineBuffers& buffers,
                         const Phases& proto, VRead vread, Single single) {
@@ -54,12 +56,23 @@ void renderSlotsGrouped(Readers& readers, const OscBlock& b, const EngineBuffers
     TableReader* group[Group];
     SlotSum sums[Group];
     int pending = 0;
+    // The first group writes the sums instead of adding to them, so that they need no
+    // clearing when every slot is steady.
+    bool started = false;
+    const auto run = [&](auto count) {
+        constexpr int kCount = decltype(count)::value;
+        if (started)
+            runSteadyGroupInto<kCount, false>(group, sums, n, proto, vread);
+        else
+            runSteadyGroupInto<kCount, true>(group, sums, n, proto, vread);
+        started = true;
+    };
     const auto flush = [&] {
-        if (pending == 1) runSteadyGroupInto<1>(group, sums, n, proto, vread);
+        if (pending == 1) run(std::integral_constant<int, 1>());
         if constexpr (Group >= 2)
-            if (pending == 2) runSteadyGroupInto<2>(group, sums, n, proto, vread);
+            if (pending == 2) run(std::integral_constant<int, 2>());
         if constexpr (Group >= 3)
-            if (pending == 3) runSteadyGroupInto<3>(group, sums, n, proto, vread);
+            if (pending == 3) run(std::integral_constant<int, 3>());
         pending = 0;
     };
     for (int slot = 0; slot < b.count; ++slot) {
@@ -75,10 +88,19 @@ void renderSlotsGrouped(Readers& readers, const OscBlock& b, const EngineBuffers
             continue;
         }
         flush();
+        if (!started) {
+            clearBlock(buffers.sumL, n);
+            clearBlock(buffers.sumR, n);
+            started = true;
+        }
         slotNotes(b.pitch, b.detune[slot], buffers.note, n, b.reader.notesSteady);
         single(r, slot, sum);
     }
     flush();
+    if (!started) {
+        clearBlock(buffers.sumL, n);
+        clearBlock(buffers.sumR, n);
+    }
 }
 
 } // namespace torvo
