@@ -28,18 +28,20 @@ void modulatorNotes(const float* pitch, const float* B, float det, float* out, i
         _mm_storeu_ps(out + i, _mm_andnot_ps(below, high));
     }
 }
-/// A steady block of a carrier prepared by beginSteady(), moved by `mod` per sample.
-void readCarrierSteady(TableReader& c, const float* mod, float* out, int frames) {
-    const TableReader t = c;
-    simd::FixedPhase at(c.phase, c.increment);
-    const int padded = (frames + 3) & ~3;
-    for (int i = 0; i < padded; i += 4) {
-        const simd::Cells4 cells =
-            simd::cellsOfFixed(wrapOnceFixed(at.nextPhases(), _mm_loadu_ps(mod + i)));
-        _mm_storeu_ps(out + i, simd::readLevels4(t.levelA, t.levelB, t.weightA, t.weightB, cells));
+/// A carrier's cells for a steady block: its own phase moved by the modulation, four samples
+/// a step.
+struct CarrierPhases {
+    void start(float phase, float increment) { at.start(phase, increment); }
+    simd::Cells4 next() {
+        const simd::Cells4 c =
+            simd::cellsOfFixed(wrapOnceFixed(at.nextPhases(), _mm_loadu_ps(mod)));
+        mod += 4;
+        return c;
     }
-    c.phase = simd::FixedPhase::after(c.phase, c.increment, frames);
-}
+
+    const float* mod = nullptr;
+    simd::FixedPhase at;
+};
 
 } // namespace
 
@@ -105,8 +107,8 @@ void EngineFM::render(const OscBlock& b) {
         const float det = b.detune[slot];
         modulatorNotes(pitch, B, det, modNote, padded);
         TableReader& car = carrier[slot];
-        const bool carrierSteady = car.readsOneNote(carrierBlock);
-        slotNotes(pitch, det, buffers.note, carrierSteady ? 1 : n, carrierBlock.notesSteady);
+        slotNotes(pitch, det, buffers.note, car.readsOneNote(carrierBlock) ? 1 : n,
+                  carrierBlock.notesSteady);
         const auto levels = [](const float*, const float* la, const float* lb, float wa, float wb,
                                float p, int) { return readLevels(la, lb, wa, wb, p); };
         const auto levels4 = [](const TableReader& t, const simd::Cells4& c, int) {
@@ -124,29 +126,11 @@ void EngineFM::render(const OscBlock& b) {
                           _mm_mul_ps(_mm_loadu_ps(modOut + i),
                                      _mm_mul_ps(_mm_loadu_ps(depthBuf + i), _mm_set1_ps(4096.0f))));
         const float* mod = modOut;
-        if (carrierSteady) {
-            car.beginSteady(carrierBlock, buffers.note[0]);
-            readCarrierSteady(car, mod, buffers.slot, n);
-        } else {
-            car.runPhaseVector(
-                carrierBlock, slot, buffers.note, b.retrig, buffers.slot, n,
-                [mod](const float*, const float* la, const float* lb, float wa, float wb, float p,
-                      int i) { return readLevels(la, lb, wa, wb, wrapOnce(p + mod[i])); },
-                [mod](const TableReader& c, __m128 p, int i) {
-                    // wrapOnce() on four phases: at most one of the two corrections applies.
-                    const __m128 q = _mm_add_ps(p, _mm_loadu_ps(mod + i));
-                    const __m128 above = _mm_cmpgt_ps(q, _mm_set1_ps(4096.0f));
-                    const __m128 below = _mm_cmplt_ps(q, _mm_setzero_ps());
-                    const __m128 up = _mm_add_ps(q, _mm_set1_ps(4095.0f));
-                    const __m128 down = _mm_sub_ps(q, _mm_set1_ps(4096.0f));
-                    const __m128 wrapped =
-                        _mm_or_ps(_mm_and_ps(above, down),
-                                  _mm_or_ps(_mm_and_ps(below, up),
-                                            _mm_andnot_ps(_mm_or_ps(above, below), q)));
-                    return simd::readLevels4(c.levelA, c.levelB, c.weightA, c.weightB,
-                                             simd::cellsOf(wrapped));
-                });
-        }
+        car.runVector(
+            carrierBlock, slot, buffers.note, b.retrig, buffers.slot, n,
+            [mod](const float*, const float* la, const float* lb, float wa, float wb, float p,
+                  int i) { return readLevels(la, lb, wa, wb, wrapOnce(p + mod[i])); },
+            levels4, CarrierPhases{mod, {}});
         if (!plainSkipped)
             for (int i = 0; i < padded; i += 4) {
                 const __m128 w = _mm_loadu_ps(W + i);

@@ -54,29 +54,6 @@ inline __m128 pulseSamples(const TableReader& r, const PulsePhases::Cells& c, co
         [&] { return simd::readLevels4(r.levelA, r.levelB, r.weightA, r.weightB, back); }, B, W, i);
 }
 
-/// The same from four float phases, for blocks whose notes wander within one pitch step.
-template <bool Wave>
-inline __m128 pulseSamplesAt(const TableReader& r, float ratio, const float* B, const float* W,
-                             const int* shift, __m128 p, int i) {
-    const simd::Cells c = simd::cellsOf(p);
-    // The multiple of a phase below one cycle needs at most three wraps.
-    const __m128 cycle = _mm_set1_ps(4096.0f);
-    __m128 p2 = _mm_mul_ps(_mm_set1_ps(ratio), p);
-    for (int w = 0; w < 3; ++w) p2 = _mm_sub_ps(p2, _mm_and_ps(_mm_cmpgt_ps(p2, cycle), cycle));
-    const simd::Cells c2 = simd::cellsOf(p2);
-    const __m128i back = simd::shifted(
-        c2.index, _mm_sub_epi32(_mm_setzero_si128(),
-                                _mm_loadu_si128(reinterpret_cast<const __m128i*>(shift + i))));
-    return pulseFrom<Wave>(
-        simd::read4(r.sawTable, c.index, c.frac), simd::read4(r.sawTable, c2.index, c2.frac),
-        simd::read4(r.sawTable, back, c2.frac),
-        [&] {
-            return simd::readLevels4(r.levelA, r.levelB, r.weightA, r.weightB,
-                                     simd::Cells{back, c2.frac});
-        },
-        B, W, i);
-}
-
 } // namespace
 
 void EngineSawPwm::seedPhases(const float* phases) {
@@ -107,18 +84,13 @@ void EngineSawPwm::render(const OscBlock& b) {
     proto.ratio = static_cast<int>(ratio);
     const auto slots = [&](auto wave) {
         constexpr bool kWave = decltype(wave)::value;
+        const auto vread = [B, W, shift](const TableReader& t, const PulsePhases::Cells& c, int i) {
+            return pulseSamples<kWave>(t, c, B, W, shift, i);
+        };
         renderSlotsGrouped<kWave ? 1 : 2>(
-            readers, b, buffers, proto,
-            [B, W, shift](const TableReader& t, const PulsePhases::Cells& c, int i) {
-                return pulseSamples<kWave>(t, c, B, W, shift, i);
-            },
-            [&](TableReader& r, int slot, const SlotSum& sum) {
-                r.runPhaseVectorInto(
-                    b.reader, slot, buffers.note, b.retrig, buffers.slot, n, read,
-                    [ratio, B, W, shift](const TableReader& t, __m128 p, int i) {
-                        return pulseSamplesAt<kWave>(t, ratio, B, W, shift, p, i);
-                    },
-                    sum);
+            readers, b, buffers, proto, vread, [&](TableReader& r, int slot, const SlotSum& sum) {
+                r.runVectorInto(b.reader, slot, buffers.note, b.retrig, buffers.slot, n, read,
+                                vread, sum, proto);
             });
     };
     if (noWave)

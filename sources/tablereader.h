@@ -99,14 +99,18 @@ public:
     /// at once: vread(tables, simd::Cells4, i) -> __m128 for samples i..i+3, where `tables` is a
     /// copy of this reader made for the block (a local copy stays in registers: the stores into the
     /// sums cannot touch it, so the tables and weights are not fetched again per group).
-    template <class Read, class VRead>
+    /// The cells come from a copy of `proto` started at the reader's phase and increment
+    /// (plain fixed-point cells by default; engines that move or scale the phase give their
+    /// own, with start(phase, increment) and next()).
+    template <class Read, class VRead, class Phases = simd::FixedPhase>
     void runVectorInto(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
-                       float* out, int frames, Read read, VRead vread, const SlotSum& sum);
+                       float* out, int frames, Read read, VRead vread, const SlotSum& sum,
+                       const Phases& proto = Phases());
     /// As run() with a plain policy, with the cell form of the vector read for a steady block
     /// (as runVectorInto()); the samples always land in `out`.
-    template <class Read, class VRead>
+    template <class Read, class VRead, class Phases = simd::FixedPhase>
     void runVector(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
-                   float* out, int frames, Read read, VRead vread);
+                   float* out, int frames, Read read, VRead vread, const Phases& proto = Phases());
     /// As runVectorInto(), but the vector read takes the four phases themselves:
     /// vread(tables, phases, i) -> __m128, for engines that move or scale the phase first.
     template <class Read, class VRead>
@@ -324,10 +328,13 @@ struct SumEmit {
     __m128 r;
 };
 
-/// Fixed-point cells of a steady block, four samples a step.
-struct CellSource {
-    simd::Cells4 operator()(int) { return at.next(); }
-    simd::FixedPhase at;
+/// The cells of a steady block from phases like `Phases`, four samples a step.
+template <class Phases> struct CellSource {
+    CellSource(const Phases& proto, float phase, float increment) : at(proto) {
+        at.start(phase, increment);
+    }
+    auto operator()(int) { return at.next(); }
+    Phases at;
 };
 
 /// Float phases of a steady block, four samples a step.
@@ -337,27 +344,27 @@ struct PhaseSource {
     float inc;
 };
 
-template <class Read, class VRead>
+template <class Read, class VRead, class Phases>
 void TableReader::runVectorInto(const ReaderBlock& rb, int slot, const float* note,
                                 const float* retrig, float* out, int frames, Read read, VRead vread,
-                                const SlotSum& sum) {
+                                const SlotSum& sum, const Phases& proto) {
     if (!enterSteady(rb, note, frames)) {
         run(rb, slot, note, retrig, out, frames, read);
         addToSums(out, sum.levelL, sum.levelR, sum.sumL, sum.sumR, frames);
         return;
     }
-    steadyLoop(frames, CellSource{simd::FixedPhase(phase, increment)}, vread, SumEmit(sum));
+    steadyLoop(frames, CellSource<Phases>(proto, phase, increment), vread, SumEmit(sum));
     phase = simd::FixedPhase::after(phase, increment, frames);
 }
 
-template <class Read, class VRead>
+template <class Read, class VRead, class Phases>
 void TableReader::runVector(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
-                            float* out, int frames, Read read, VRead vread) {
+                            float* out, int frames, Read read, VRead vread, const Phases& proto) {
     if (!enterSteady(rb, note, frames)) {
         run(rb, slot, note, retrig, out, frames, read);
         return;
     }
-    steadyLoop(frames, CellSource{simd::FixedPhase(phase, increment)}, vread,
+    steadyLoop(frames, CellSource<Phases>(proto, phase, increment), vread,
                [out](int i, __m128 s) { _mm_storeu_ps(out + i, s); });
     phase = simd::FixedPhase::after(phase, increment, frames);
 }
