@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+#include <emmintrin.h>
+
 namespace torvo {
 
 namespace {
@@ -42,6 +44,34 @@ constexpr float kSoftLowPassHz = 18848.18f, kSoftLowPassQ = 0.23023f;
 // Designs above the Nyquist frequency would be unstable at low host rates.
 float belowNyquist(float hz, float rate) {
     return std::min(hz, 0.49f * rate);
+}
+
+/// limit() times `scale` over a block, four samples at a time: the same steps as the scalar
+/// form (the clamp that sends a NaN to the first point, the truncation, the two points and
+/// their blend), so the same bits.
+void limitBlock(float* x, const float* v, int frames, float scale) {
+    const __m128 fifth = _mm_set1_ps(0.2f), half = _mm_set1_ps(0.5f), one = _mm_set1_ps(1.0f);
+    const __m128 last = _mm_set1_ps(float(ModuleFxEqualizer::kLimiterSize - 1));
+    const __m128 gain = _mm_set1_ps(scale);
+    const float* curve = kLimiterCurve;
+    alignas(16) int cell[4];
+    int i = 0;
+    for (; i + 4 <= frames; i += 4) {
+        const __m128 t = _mm_add_ps(
+            _mm_mul_ps(_mm_mul_ps(_mm_loadu_ps(x + i), _mm_loadu_ps(v + i)), fifth), half);
+        const __m128 c = _mm_and_ps(_mm_cmpgt_ps(t, _mm_setzero_ps()), _mm_min_ps(t, one));
+        const __m128 u = _mm_mul_ps(c, last);
+        const __m128i whole = _mm_cvttps_epi32(u);
+        const __m128 frac = _mm_sub_ps(u, _mm_cvtepi32_ps(whole));
+        _mm_store_si128(reinterpret_cast<__m128i*>(cell), whole);
+        const __m128 p0 =
+            _mm_setr_ps(curve[cell[0]], curve[cell[1]], curve[cell[2]], curve[cell[3]]);
+        const __m128 p1 = _mm_setr_ps(curve[cell[0] + 1], curve[cell[1] + 1], curve[cell[2] + 1],
+                                      curve[cell[3] + 1]);
+        const __m128 y = _mm_add_ps(p0, _mm_mul_ps(frac, _mm_sub_ps(p1, p0)));
+        _mm_storeu_ps(x + i, _mm_mul_ps(y, gain));
+    }
+    for (; i < frames; ++i) x[i] = ModuleFxEqualizer::limit(x[i], v[i]) * scale;
 }
 } // namespace
 
@@ -178,10 +208,7 @@ void ModuleFxEqualizer::outputStage(int frames, float* const* stereo) {
     controls.runOne(*this, volumeSlot, frames);
     const float* v = controls[volumeSlot];
     const float scale = boost ? 2.0f : 1.0f;
-    for (int c = 0; c < 2; ++c) {
-        float* x = stereo[c];
-        for (int i = 0; i < frames; ++i) x[i] = limit(x[i], v[i]) * scale;
-    }
+    for (int c = 0; c < 2; ++c) limitBlock(stereo[c], v, frames, scale);
 }
 
 } // namespace torvo

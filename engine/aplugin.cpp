@@ -140,7 +140,7 @@ bool APlugin::setMaxBlockSize(int frames) {
     shared.maxFrames = frames;
     for (auto& [key, m] : modules) m->setMaxBlockSize(frames);
     for (int c = 0; c < 7; ++c) controllerTables[c].fill(const_cast<float*>(extControl->output(c)));
-    return arp->stepSnapshot() != nullptr;
+    return arp->stepSnapshotView() != nullptr;
 }
 
 void APlugin::setSampleRate(float rate) {

@@ -20,11 +20,71 @@
 #include <algorithm>
 #include <cmath>
 
+#include <xmmintrin.h>
+
 namespace torvo {
 
 namespace {
 constexpr int kExtChannelOfSource[7] = {kSrcModWheel, kSrcBreath,     kSrcFootPedal, kSrcExpression,
                                         kSrcSustain,  kSrcPitchWheel, kSrcAftertouch};
+
+/// One sounding voice in the final sum: its filtered output, env1 and velocity stream.
+struct VoiceTap {
+    const float* left;
+    const float* right;
+    const float* env;
+    const float* sens;
+};
+
+/// The mix of the voices at their gains, env1 times the velocity law:
+/// out = 0 + l0 * gain0 + l1 * gain1 + ..., summed in voice order. The sums of four samples
+/// stay in registers across all voices, so each output is written once; the additions and
+/// their order are those of adding one voice at a time to a cleared output.
+void sumVoiceTaps(float* outL, float* outR, int frames, const VoiceTap* taps, int count,
+                  float depth) {
+    const __m128 d = _mm_set1_ps(depth);
+    const __m128 rest = _mm_set1_ps(1.0f);
+    int i = 0;
+    if (depth == 0.0f) {
+        // Without velocity the law is (v * 0 + 1) - 0, exactly 1 for any finite v: the gain
+        // is env1 itself.
+        for (; i + 4 <= frames; i += 4) {
+            __m128 sumL = _mm_setzero_ps(), sumR = _mm_setzero_ps();
+            for (int k = 0; k < count; ++k) {
+                const VoiceTap& t = taps[k];
+                const __m128 gain = _mm_loadu_ps(t.env + i);
+                sumL = _mm_add_ps(sumL, _mm_mul_ps(_mm_loadu_ps(t.left + i), gain));
+                sumR = _mm_add_ps(sumR, _mm_mul_ps(_mm_loadu_ps(t.right + i), gain));
+            }
+            _mm_storeu_ps(outL + i, sumL);
+            _mm_storeu_ps(outR + i, sumR);
+        }
+    }
+    for (; i + 4 <= frames; i += 4) {
+        __m128 sumL = _mm_setzero_ps(), sumR = _mm_setzero_ps();
+        for (int k = 0; k < count; ++k) {
+            const VoiceTap& t = taps[k];
+            const __m128 law =
+                _mm_sub_ps(_mm_add_ps(_mm_mul_ps(_mm_loadu_ps(t.sens + i), d), rest), d);
+            const __m128 gain = _mm_mul_ps(_mm_loadu_ps(t.env + i), law);
+            sumL = _mm_add_ps(sumL, _mm_mul_ps(_mm_loadu_ps(t.left + i), gain));
+            sumR = _mm_add_ps(sumR, _mm_mul_ps(_mm_loadu_ps(t.right + i), gain));
+        }
+        _mm_storeu_ps(outL + i, sumL);
+        _mm_storeu_ps(outR + i, sumR);
+    }
+    for (; i < frames; ++i) {
+        float sumL = 0.0f, sumR = 0.0f;
+        for (int k = 0; k < count; ++k) {
+            const VoiceTap& t = taps[k];
+            const float gain = t.env[i] * (t.sens[i] * depth + 1.0f - depth);
+            sumL += t.left[i] * gain;
+            sumR += t.right[i] * gain;
+        }
+        outL[i] = sumL;
+        outR[i] = sumR;
+    }
+}
 } // namespace
 
 void APlugin::dropDeferredNotes() {
@@ -103,7 +163,7 @@ void APlugin::renderSources(int frames) {
 
     const bool arpRuns = arp->isOn() && !heldNotes.empty();
     for (int s = 0; s < 2; ++s) {
-        steppers[s]->setArpState(arpRuns, arp->stepSnapshot());
+        steppers[s]->setArpState(arpRuns, arp->stepSnapshotView());
         steppers[s]->setSongPosition(playPosition);
         if (const int use = matrix->useOfSource(kSrcStepper1 + s))
             steppers[s]->process(frames, use);
@@ -162,28 +222,18 @@ void APlugin::renderVoices(int frames) {
 }
 
 void APlugin::sumVoices(float* const* stereo, int frames) {
-    float* __restrict outL = stereo[0];
-    float* __restrict outR = stereo[1];
-    std::fill(outL, outL + frames, 0.0f);
-    std::fill(outR, outR + frames, 0.0f);
     const StereoPtr* filtered = filter->getStereoOutputs(0);
     float* const* env = envelopes[0]->getOutputs(0);
     float* const* vel = midiModule->velocityTable();
     float* const* inv = midiModule->inverseVelocityTable();
     const float a = velocityAmount;
+    VoiceTap taps[kVoiceCount];
+    int count = 0;
     for (int v = firstVoice(); v <= lastVoice(); ++v) {
         if (!shared.active[v] || !filtered || !env || !env[v]) continue;
-        const float* l = filtered[v].left;
-        const float* r = filtered[v].right;
-        const float* g = env[v];
-        const float* sens = a >= 0.0f ? vel[v] : inv[v];
-        const float depth = std::fabs(a);
-        for (int i = 0; i < frames; ++i) {
-            const float gain = g[i] * (sens[i] * depth + 1.0f - depth);
-            outL[i] += l[i] * gain;
-            outR[i] += r[i] * gain;
-        }
+        taps[count++] = {filtered[v].left, filtered[v].right, env[v], a >= 0.0f ? vel[v] : inv[v]};
     }
+    sumVoiceTaps(stereo[0], stereo[1], frames, taps, count, std::fabs(a));
 }
 
 void APlugin::runEffectChain(float* const* stereo, int frames) {

@@ -20,10 +20,6 @@ void Module::init(APlugin* owner, EngineShared* sharedBlock, ModuleMatrix* modMa
     sampleRate = 44100.0f;
 }
 
-int Module::paramId(int localIndex) const {
-    return localIndex >= 0 && localIndex < kMaxLocalParams ? paramIds[localIndex] : -1;
-}
-
 void ModulePoly::resetVoices() {
     if (!dirty) return;
     for (Voice* v : voices)

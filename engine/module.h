@@ -63,7 +63,9 @@ public:
     virtual Voice* getVoice(int i) { return nullptr; }
 
     /// Global parameter id bound to a local index, or -1.
-    int paramId(int localIndex) const;
+    int paramId(int localIndex) const {
+        return localIndex >= 0 && localIndex < kMaxLocalParams ? paramIds[localIndex] : -1;
+    }
 
     APlugin* plugin = nullptr;
     EngineShared* shared = nullptr;

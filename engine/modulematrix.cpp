@@ -148,6 +148,7 @@ void ModuleMatrix::addRoute(int target0, int source0, float amount, float veloci
     MatrixTargetRecord& t = targets[target0];
     if (t.routeCount >= kRoutesInUse) return;
     t.active = 1;
+    targetLive[target0] = 1;
     if (t.workIndex < 0 && workInUse < kWorkBuffers) t.workIndex = workInUse++;
     // Filled before it is counted, for a block that reads while a preset load refreshes.
     MatrixRoute& r = t.routes[t.routeCount];
@@ -185,6 +186,7 @@ void ModuleMatrix::refresh() {
         t.routeCount = 0;
         t.workIndex = -1;
     }
+    std::memset(targetLive, 0, sizeof(targetLive));
     workInUse = 0;
     for (int& u : useOfSources) u = 0;
 
@@ -216,6 +218,11 @@ void ModuleMatrix::refresh() {
             raiseUse(s.source1, use);
             raiseUse(s.source2, use);
         }
+    }
+
+    for (int id = 0; id < kParamCount; ++id) {
+        const int t = targetOfParamId[id];
+        paramLive[id] = t > 0 && targetLive[t - 1] ? 1 : 0;
     }
 }
 
@@ -264,11 +271,11 @@ float ModuleMatrix::routeFactor(const MatrixRoute& r, int curveClass, int voice,
     return a * velocityFactor(r.velocityAmount, voice, at);
 }
 
-float ModuleMatrix::modulated(int paramId, float base, int frames, int voice) const {
+float ModuleMatrix::modulatedByRoutes(int paramId, float base, int frames, int voice) const {
     if (paramId < 0 || paramId >= kParamCount || frames < 2 || voice < 0 || voice >= kVoiceCount)
         return base;
     const int t = targetOfParamId[paramId];
-    if (t == 0) return base;
+    if (t == 0 || !targetLive[t - 1]) return base;
     const MatrixTargetRecord& record = targets[t - 1];
     if (!record.active) return base;
     const int curveClass = curveOfParamId[paramId];
@@ -319,46 +326,69 @@ void ModuleMatrix::fillRouteFactor(const MatrixRoute& r, int curveClass, int voi
     applyVelocity(r.velocityAmount, voice, frames);
 }
 
-const float* ModuleMatrix::modulatedBuffer(int paramId, const float* baseBuffer, int frames,
-                                           int voice) {
+void ModuleMatrix::addRouteBuffer(const MatrixRoute& r, int curveClass, int voice, int frames,
+                                  const float* __restrict src, float* __restrict acc,
+                                  const float* __restrict base, bool first, bool last) {
+    // One pass per route: the first writes, the others add, and the last one also adds the base
+    // and clamps, in the order a separate final pass would.
+    if (r.depthCount == 0 && r.velocityAmount == 0.0f) {
+        // The common route: a constant amount times the source.
+        const float a = curve(curveClass, r.amount);
+        if (first && last)
+            for (int i = 0; i < frames; ++i) acc[i] = clamp01(a * src[i] + base[i]);
+        else if (first)
+            for (int i = 0; i < frames; ++i) acc[i] = a * src[i];
+        else if (last)
+            for (int i = 0; i < frames; ++i) acc[i] = clamp01((acc[i] + a * src[i]) + base[i]);
+        else
+            for (int i = 0; i < frames; ++i) acc[i] += a * src[i];
+        return;
+    }
+    fillRouteFactor(r, curveClass, voice, frames);
+    const float* __restrict f = routeScratch;
+    if (first && last)
+        for (int i = 0; i < frames; ++i) acc[i] = clamp01(f[i] * src[i] + base[i]);
+    else if (first)
+        for (int i = 0; i < frames; ++i) acc[i] = f[i] * src[i];
+    else if (last)
+        for (int i = 0; i < frames; ++i) acc[i] = clamp01((acc[i] + f[i] * src[i]) + base[i]);
+    else
+        for (int i = 0; i < frames; ++i) acc[i] += f[i] * src[i];
+}
+
+const float* ModuleMatrix::bufferByRoutes(int paramId, const float* baseBuffer, int frames,
+                                          int voice) {
     if (!baseBuffer || paramId < 0 || paramId >= kParamCount || frames < 2 || voice < 0 ||
         voice >= kVoiceCount)
         return baseBuffer;
     const int t = targetOfParamId[paramId];
-    if (t == 0) return baseBuffer;
+    if (t == 0 || !targetLive[t - 1]) return baseBuffer;
     const MatrixTargetRecord& record = targets[t - 1];
     if (!record.active || record.workIndex < 0) return baseBuffer;
     frames = std::min(frames, kMaxBlockFrames);
-    const int curveClass = curveOfParamId[paramId];
-    float* __restrict acc = work[record.workIndex];
-    bool first = true;
-    for (int r = 0; r < record.routeCount; ++r) {
+    // The routes that reach this voice, found first so that the last one can finish the sum.
+    const MatrixRoute* live[kMaxRoutes];
+    const float* liveSource[kMaxRoutes];
+    int count = 0;
+    const int routes = std::min<int>(record.routeCount, kMaxRoutes);
+    for (int r = 0; r < routes; ++r) {
         const MatrixRoute& route = record.routes[r];
         if (!validSource(route.source)) continue;
         float* const* table = sources[route.source];
         if (!table) return baseBuffer;
-        const float* __restrict src = table[voice];
+        const float* src = table[voice];
         if (!src) continue;
-        if (route.depthCount == 0 && route.velocityAmount == 0.0f) {
-            // The common route: a constant amount times the source.
-            const float a = curve(curveClass, route.amount);
-            if (first)
-                for (int i = 0; i < frames; ++i) acc[i] = a * src[i];
-            else
-                for (int i = 0; i < frames; ++i) acc[i] += a * src[i];
-        } else {
-            fillRouteFactor(route, curveClass, voice, frames);
-            const float* __restrict f = routeScratch;
-            if (first)
-                for (int i = 0; i < frames; ++i) acc[i] = f[i] * src[i];
-            else
-                for (int i = 0; i < frames; ++i) acc[i] += f[i] * src[i];
-        }
-        first = false;
+        live[count] = &route;
+        liveSource[count] = src;
+        ++count;
     }
-    if (first) return baseBuffer;
+    if (count == 0) return baseBuffer;
+    const int curveClass = curveOfParamId[paramId];
+    float* acc = work[record.workIndex];
     // Clamped once at the end, not per route.
-    for (int i = 0; i < frames; ++i) acc[i] = clamp01(acc[i] + baseBuffer[i]);
+    for (int k = 0; k < count; ++k)
+        addRouteBuffer(*live[k], curveClass, voice, frames, liveSource[k], acc, baseBuffer, k == 0,
+                       k == count - 1);
     // Groups of 4 read past the last frame find zeros, whatever the last block's length was.
     std::memset(acc + frames, 0, sizeof(float) * 8);
     return acc;

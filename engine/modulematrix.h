@@ -112,11 +112,20 @@ public:
 
     /// The modulated value of a parameter for one block: base plus every route, each taken at
     /// the mean of the source's first and last sample. Clamped to 0..1.
-    float modulated(int paramId, float base, int frames, int voice) const;
+    float modulated(int paramId, float base, int frames, int voice) const {
+        return moves(paramId) ? modulatedByRoutes(paramId, base, frames, voice) : base;
+    }
     /// The modulated value per sample. Answers `baseBuffer` itself when nothing modulates the
     /// parameter; otherwise a buffer of the matrix that stays valid until the next query of
     /// the same parameter.
-    const float* modulatedBuffer(int paramId, const float* baseBuffer, int frames, int voice);
+    const float* modulatedBuffer(int paramId, const float* baseBuffer, int frames, int voice) {
+        return moves(paramId) ? bufferByRoutes(paramId, baseBuffer, frames, voice) : baseBuffer;
+    }
+    /// Whether any route reaches the parameter. Most of the many queries per block ask about
+    /// parameters nothing moves; they are answered here, inline, from one small table.
+    bool moves(int paramId) const {
+        return paramId >= 0 && paramId < kParamTableSize && paramLive[paramId] != 0;
+    }
 
     const MatrixSlot& slot(int i) const { return slots[i]; }
     /// How many times the route table was rebuilt since construction.
@@ -136,6 +145,11 @@ private:
     float velocityFactor(float v, int voice, int at) const;
     void fillRouteFactor(const MatrixRoute& r, int curveClass, int voice, int frames);
     void applyVelocity(float v, int voice, int frames);
+    float modulatedByRoutes(int paramId, float base, int frames, int voice) const;
+    const float* bufferByRoutes(int paramId, const float* baseBuffer, int frames, int voice);
+    /// Adds one route into `acc` (or starts it); the last route also adds the base and clamps.
+    void addRouteBuffer(const MatrixRoute& r, int curveClass, int voice, int frames,
+                        const float* src, float* acc, const float* base, bool first, bool last);
 
     MatrixSlot slots[kSlotCount];
     float* const* sources[kSourceCount] = {};
@@ -148,6 +162,12 @@ private:
     int8_t curveOfParamId[kParamTableSize] = {};
     /// Target id t is targets[t - 1].
     MatrixTargetRecord targets[kTargetCount];
+    /// Per target: 1 while a route reaches it, the same flag as the record's `active`. A
+    /// record is 17 KB, so a query of an unmoved parameter would otherwise touch a page of its
+    /// own; these small copies answer the many such queries per block from a few cache lines.
+    uint8_t targetLive[kTargetCount] = {};
+    /// The same per parameter, set at the end of refresh().
+    uint8_t paramLive[kParamTableSize] = {};
 
     /// Result buffers of the per-sample query, handed to the active targets at refresh. A
     /// slot item reaches one target, so 15 * 4 + 8 * 2 buffers cover every patch.

@@ -151,7 +151,7 @@ void VoiceNote::process(const NoteBlockContext& c) {
             end = std::min(frames, i + next.countdown);
             next.countdown -= end - i;
         }
-        wrote |= word != 0;
+        wrote |= word != 0 || (first.trigger1 | first.trigger2 | first.trigger3) != 0;
         renderRun(c, i, end, first, word);
         i = end;
     }

@@ -71,6 +71,9 @@ public:
     void process(const NoteBlockContext& c);
     /// After a cut: velocity and random streams 0, pitch and key follow held, no triggers.
     void cutStreams(int frames);
+    /// False when no record of the last rendered block carries a trigger word, so readers
+    /// of the gates may skip the scan; true is only a maybe.
+    bool mayHaveTriggers() const { return wordsWritten; }
     /// Takes new shift and fine values and wakes the voice so its pitch stream follows.
     void setShiftFine(float value);
 

@@ -192,7 +192,10 @@ void ModuleArp::runSamples(int frames) {
             }
             if (triggerFlag) {
                 flags = kStartClockFlags;
-                if (snapshot && i < kSnapshotWords) snapshot[i] = kStartFlags;
+                if (snapshot && i < kSnapshotWords) {
+                    snapshot[i] = kStartFlags;
+                    snapshotWritten = true;
+                }
             }
             if (clock.tick(0, flags)) {
                 triggerFlag = false;
@@ -269,7 +272,9 @@ void ModuleArp::removeHeldNote(int pitch) {
 }
 
 void ModuleArp::clearStepSnapshot() {
-    if (snapshot) std::memset(snapshot, 0, kStepSnapshotBytes);
+    if (!snapshot || !snapshotWritten) return;
+    std::memset(snapshot, 0, kStepSnapshotBytes);
+    snapshotWritten = false;
 }
 
 } // namespace torvo

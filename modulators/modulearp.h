@@ -73,7 +73,14 @@ public:
     int heldNoteCount() const { return heldCount; }
     int heldNote(int i) const { return heldList[i]; }
 
-    float* stepSnapshot() { return snapshot; }
+    /// The snapshot for writing: it counts as written from here on.
+    float* stepSnapshot() {
+        snapshotWritten = true;
+        return snapshot;
+    }
+    /// The snapshot for reading, as the steppers do each block.
+    const float* stepSnapshotView() const { return snapshot; }
+    /// Zeroes the snapshot, if anything was written into it since the last clear.
     void clearStepSnapshot();
 
     // Decoded parameters; the note logic keeps the rest in engine.settings.
@@ -123,6 +130,8 @@ private:
     int maxFrames = 0;
     float* stepBuffer = nullptr;
     float* snapshot = nullptr;
+    /// Whether the snapshot may hold a flag: every block clears it, mostly with nothing in it.
+    bool snapshotWritten = false;
     std::array<float*, kVoiceCount> outputTable{};
 };
 

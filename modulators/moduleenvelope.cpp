@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 
 namespace torvo {
 
@@ -59,10 +61,18 @@ float fallCurve(int curve, const float* exp2, const float* pow, const float* exp
     }
 }
 
+bool sameBits(float a, float b) {
+    std::uint32_t x = 0, y = 0;
+    std::memcpy(&x, &a, sizeof x);
+    std::memcpy(&y, &b, sizeof y);
+    return x == y;
+}
+
 } // namespace
 
 void VoiceEnvelope::clearState() {
     if (output) std::fill(output, output + capacity, 0.0f);
+    heldFrames = 0;
     stage = lastStage = kStageIdle;
     position = start = span = 0.0f;
     lastRetrigTime = bouncePos = valueAtRetrig = value = 0.0f;
@@ -209,13 +219,23 @@ float sustainCreep(float x, int n) {
 
 void VoiceEnvelope::holdSustain(float level, int at, int n) {
     value = level;
-    std::fill(output + at, output + at + n, level);
     position = sustainCreep(position, n);
+    // A whole block of the sustain that the last block already wrote: the buffer holds it.
+    if (at == 0 && n <= heldFrames && sameBits(level, heldLevel)) return;
+    std::fill(output + at, output + at + n, level);
+    if (at == 0) {
+        heldFrames = n;
+        heldLevel = level;
+    } else {
+        heldFrames = 0;
+    }
 }
 
 void VoiceEnvelope::render(const EnvelopeBlock& b, const TriggerRecord* gates, int frames,
                            double (*clock)()) {
     stage = lastStage;
+    // Anything but a sustain run from the first frame writes the buffer sample by sample.
+    if (stage != kStageSustain) heldFrames = 0;
     for (int i = 0; i < frames; ++i) {
         const int g = gates ? gates[i].trigger2 : 0;
         if (g == 1) {
@@ -224,12 +244,16 @@ void VoiceEnvelope::render(const EnvelopeBlock& b, const TriggerRecord* gates, i
             gateOff();
         } else if (stage == kStageSustain) {
             // A held note spends most of its life here: the run up to the next gate at once.
-            int end = i + 1;
-            while (end < frames && (!gates || gates[end].trigger2 == 0)) ++end;
+            int end = frames;
+            if (gates) {
+                end = i + 1;
+                while (end < frames && gates[end].trigger2 == 0) ++end;
+            }
             holdSustain(b.slopeLevel, i, end - i);
             i = end - 1;
             continue;
         }
+        heldFrames = 0;
         output[i] = advance(b);
     }
     lastStage = stage;
@@ -283,6 +307,7 @@ void ModuleEnvelope::setMaxBlockSize(int frames) {
         VoiceEnvelope& e = envVoices[v];
         e.output = shared->pool->get("env", frames);
         e.capacity = e.output ? frames : 0;
+        e.heldFrames = 0;
         outputTable[v] = e.output;
     }
 }
@@ -293,12 +318,24 @@ float ModuleEnvelope::modulatedLocal(int localIndex, float base, int frames, int
     return matrix->modulated(id, base, frames, voice);
 }
 
-void ModuleEnvelope::renderVoice(int v, int frames, bool held) {
+float ModuleEnvelope::stageRate(int k, float x, float sr) {
+    RateMemo& m = rateMemo[k];
+    if (!m.valid || !sameBits(x, m.x) || !sameBits(sr, m.sr)) {
+        m.x = x;
+        m.sr = sr;
+        m.rate = envelopeRate(x, sr);
+        m.valid = true;
+    }
+    return m.rate;
+}
+
+void ModuleEnvelope::renderVoice(int v, int frames, bool held, const TriggerRecord* gates) {
     VoiceEnvelope& e = envVoices[v];
     if (!e.output) return;
     if (e.clearPending) {
         std::fill(e.output, e.output + e.capacity, 0.0f);
         e.clearPending = false;
+        e.heldFrames = 0;
     }
     // The stage word as of the last block: idle unless the allocator has claimed the voice.
     if (isAmpEnvelope && e.stage == kStageIdle) {
@@ -310,10 +347,10 @@ void ModuleEnvelope::renderVoice(int v, int frames, bool held) {
     EnvelopeBlock b;
     b.sustain = std::clamp(modulatedLocal(2, sustain, frames, v), 0.0f, 1.0f);
     b.slopeLevel = std::clamp(modulatedLocal(4, slopeLevel, frames, v), 0.0f, 1.0f);
-    b.attackRate = envelopeRate(modulatedLocal(0, attack, frames, v), sr);
-    b.decayRate = envelopeRate(modulatedLocal(1, decay, frames, v), sr);
-    b.slopeRate = envelopeRate(modulatedLocal(3, slopeTime, frames, v), sr);
-    b.releaseRate = envelopeRate(modulatedLocal(5, release, frames, v), sr);
+    b.attackRate = stageRate(0, modulatedLocal(0, attack, frames, v), sr);
+    b.decayRate = stageRate(1, modulatedLocal(1, decay, frames, v), sr);
+    b.slopeRate = stageRate(2, modulatedLocal(3, slopeTime, frames, v), sr);
+    b.releaseRate = stageRate(3, modulatedLocal(5, release, frames, v), sr);
     // Without a slope time the level held is the decay's target.
     if (b.slopeRate == 1.0f) b.slopeLevel = b.sustain;
     b.attackCurve = attackCurve;
@@ -323,19 +360,22 @@ void ModuleEnvelope::renderVoice(int v, int frames, bool held) {
     b.isAmp = isAmpEnvelope;
     b.heldNote = held;
     b.sampleRate = sr;
-    e.render(b, triggers ? triggers[v] : nullptr, std::min(frames, e.capacity), clock);
+    e.render(b, gates, std::min(frames, e.capacity), clock);
 }
 
 void ModuleEnvelope::process(int frames, int use) {
     bool held = heldNote;
-    if (plugin) {
-        held = plugin->heldNoteCount() > 0;
-        if (ModuleMidi* midi = plugin->midi()) triggers = midi->triggerTable();
-    }
+    ModuleMidi* midi = plugin ? plugin->midi() : nullptr;
+    if (plugin) held = plugin->heldNoteCount() > 0;
+    if (midi) triggers = midi->triggerTable();
     for (int v = 0; v < kVoiceCount; ++v) {
         const bool wanted =
             isAmpEnvelope || !shared || shared->active[v] != 0 || (use == 2 && v == kMonoVoice);
-        if (wanted) renderVoice(v, frames, held);
+        if (!wanted) continue;
+        // A voice whose note stream carries no gate this block needs no scan for one.
+        const TriggerRecord* gates = triggers ? triggers[v] : nullptr;
+        if (midi && !midi->noteVoice(v).mayHaveTriggers()) gates = nullptr;
+        renderVoice(v, frames, held, gates);
     }
 }
 

@@ -76,6 +76,10 @@ public:
     float attackRate = 1.0f;
     /// Gate word of the last gate event (1 start, 2 end), published to the other modules.
     int trigger = 0;
+    /// Frames from the start of `output` that hold `heldLevel` from a sustain run, so that the
+    /// next block of the same sustain need not write them again.
+    int heldFrames = 0;
+    float heldLevel = 0.0f;
 
 private:
     void gateOn(const EnvelopeBlock& b, double (*clock)());
@@ -131,13 +135,24 @@ public:
 
 private:
     float modulatedLocal(int localIndex, float base, int frames, int voice) const;
-    void renderVoice(int v, int frames, bool held);
+    /// envelopeRate() of stage time k (attack, decay, slope, release), remembered: voices
+    /// and blocks mostly ask again for the same time.
+    float stageRate(int k, float x, float sr);
+    /// `gates`: the voice's note stream, or null when it carries no gate this block.
+    void renderVoice(int v, int frames, bool held, const TriggerRecord* gates);
 
     std::array<VoiceEnvelope, kVoiceCount> envVoices;
     std::array<float*, kVoiceCount> outputTable{};
     TriggerRecord* const* triggers = nullptr;
     bool heldNote = false;
     double (*clock)() = nullptr;
+    struct RateMemo {
+        float x = 0.0f;
+        float sr = 0.0f;
+        float rate = 0.0f;
+        bool valid = false;
+    };
+    std::array<RateMemo, 4> rateMemo{};
 };
 
 } // namespace torvo

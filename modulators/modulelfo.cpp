@@ -196,9 +196,12 @@ void ModuleLfo::renderVoice(int v, int frames) {
     }
 
     const TriggerRecord* notes = triggers ? triggers[v] : nullptr;
+    // A note stream without any trigger this block needs no scan for one.
+    ModuleMidi* midi = plugin ? plugin->midi() : nullptr;
+    if (midi && !midi->noteVoice(v).mayHaveTriggers()) notes = nullptr;
     int from = 0;
-    for (int i = 0; i < frames; ++i) {
-        if (!notes || notes[i].trigger3 != 1) continue;
+    for (int i = 0; notes && i < frames; ++i) {
+        if (notes[i].trigger3 != 1) continue;
         finishSegment(lv, b, from, i);
         retrigger(v, b.startPhase);
         from = i;

@@ -233,7 +233,7 @@ float* const* ModuleStepper::getOutputs(int index) {
     return mono ? monoTable.data() : polyTable.data();
 }
 
-void ModuleStepper::setArpState(bool run, float* stepSnapshot) {
+void ModuleStepper::setArpState(bool run, const float* stepSnapshot) {
     arpRunning = run;
     arpStepSnapshot = stepSnapshot;
 }

@@ -54,7 +54,7 @@ public:
     /// Whether the arpeggiator runs this block, and its step snapshot buffer (16384 bytes).
     /// While it runs, a sample whose snapshot word has bit 2 set (the arpeggiator writes 7 at
     /// its start) is a key press for every voice.
-    void setArpState(bool run, float* stepSnapshot);
+    void setArpState(bool run, const float* stepSnapshot);
     /// The host's song position in quarter notes, which the "spos" mode starts from.
     void setSongPosition(double quarters) { clock.songPosition = quarters; }
     /// Per-voice note streams (17 entries). Inside an engine they are taken from the note
@@ -73,7 +73,7 @@ public:
     float arpSpeed = 0.0f;
     bool mono = false;
     bool arpRunning = false;
-    float* arpStepSnapshot = nullptr;
+    const float* arpStepSnapshot = nullptr;
     int displayStep = 0;
 
 private:

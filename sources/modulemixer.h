@@ -21,6 +21,9 @@ public:
     float* bus1R = nullptr;
     float* bus2L = nullptr;
     float* bus2R = nullptr;
+    /// Per bus: how many frames from the start are known to hold zeros, so that a bus no
+    /// oscillator feeds is cleared once rather than every block.
+    std::array<int, 2> zeroFrames{};
 };
 
 class ModuleMixer : public ModulePoly {
@@ -40,6 +43,12 @@ public:
     /// Mixes one voice's wired oscillators onto its two buses.
     void renderVoice(int voice, int frames);
 
+    /// True when bus 0 or 1 of a voice holds only zeros over the `frames` of the last block:
+    /// nothing fed it, so a reader may skip it.
+    bool busSilent(int voice, int bus, int frames) const {
+        return voice >= 0 && voice < kVoiceCount && bus >= 0 && bus < 2 &&
+               mixVoices[voice].zeroFrames[bus] >= frames;
+    }
     /// Raw `mix_oscN` value: the oscillator renders only while it is non-zero.
     float level(int osc) const { return levels[osc]; }
     bool muted(int osc) const { return !oscOn[osc]; }
@@ -56,6 +65,10 @@ public:
 private:
     void setLevel(int osc, float value);
     void updateSmoothers(int frames);
+    /// Whether a smoother's buffer holds one value for the whole block and no route moves it.
+    bool steady(const ParamSmoother& s, const float* answer) const {
+        return answer == s.data() && s.state == ParamSmoother::Idle;
+    }
 
     std::array<VoiceMixer, kVoiceCount> mixVoices;
     std::array<StereoPtr, kVoiceCount> busOne{};

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 namespace torvo {
@@ -219,6 +220,35 @@ TEST(EqualizerOutput, VolumeThroughTheLimiterCurveDoubledByBoost) {
                 peak = std::max(peak, std::fabs(y));
             }
             EXPECT_FLOAT_EQ(peak, bound);
+        }
+    }
+}
+
+TEST(EqualizerOutput, BlockFormIsTheSampleFormBitForBit) {
+    // The output stage runs four samples at a time: every sample must be limit(x, v) times the
+    // boost exactly, for any block length, a gliding volume and wild inputs.
+    Eq eq;
+    eq.s.m.boost = true;
+    eq.s.m.volume.reset(0.2f);
+    std::vector<float> x(kBlock), y(kBlock);
+    unsigned seed = 7u;
+    for (int n : {kBlock, 1, 2, 3, 5, 7, 13, 64, 127}) {
+        eq.s.m.setParameter(13, n % 2 ? 0.9f : 0.3f); // the volume glides towards it
+        for (int i = 0; i < n; ++i) {
+            seed = seed * 1664525u + 1013904223u;
+            x[i] = (float(seed >> 8) / float(1u << 23) - 1.0f) * 12.0f;
+        }
+        x[0] = std::numeric_limits<float>::quiet_NaN();
+        if (n > 2) x[2] = -std::numeric_limits<float>::infinity();
+        y = x;
+        std::vector<float> right = x;
+        float* st[2] = {y.data(), right.data()};
+        eq.s.m.outputStage(n, st);
+        const float* v = eq.s.m.volume.data();
+        for (int i = 0; i < n; ++i) {
+            const float want = ModuleFxEqualizer::limit(x[i], v[i]) * 2.0f;
+            ASSERT_EQ(std::memcmp(&y[i], &want, sizeof want), 0) << n << " at " << i;
+            ASSERT_EQ(std::memcmp(&right[i], &want, sizeof want), 0) << n << " at " << i;
         }
     }
 }

@@ -11,6 +11,7 @@
 
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
@@ -459,6 +460,77 @@ TEST_F(MatrixTest, RefreshAndQueriesDoNotAllocate) {
 }
 
 // --- the target table and the menus ---------------------------------------------------------
+
+TEST_F(MatrixTest, PerSampleAnswerIsThePlainSumOfItsRoutesBitForBit) {
+    // One route after another, each added per sample in route order, then the base, then one
+    // clamp: the single pass over the routes must give exactly that.
+    FakeSource env{[](int v, int i) { return 0.9f - 0.01f * v - 0.007f * i; }};
+    attach(kSrcModWheel, wheel);
+    attach(kSrcLfo1, lfo);
+    attach(kSrcKeyFollow, ramp);
+    attach(kSrcEnv1, env);
+    const int res = param("flt1_res");
+    const int curveClass = curveOfParam(res);
+    std::vector<float> base(kFrames + 8);
+    for (int i = 0; i < kFrames; ++i) base[i] = 0.05f + 0.012f * float(i);
+    struct Route {
+        const float* src;
+        float amount;   ///< raw 0..1
+        float velocity; ///< bipolar, env slot only
+    };
+    std::vector<Route> routes;
+    auto check = [&](const char* what) {
+        matrix->refresh();
+        std::vector<float> want(kFrames);
+        for (int i = 0; i < kFrames; ++i) {
+            float acc = 0.0f;
+            for (std::size_t k = 0; k < routes.size(); ++k) {
+                const Route& r = routes[k];
+                float f = ModuleMatrix::curve(curveClass, 2.0f * (r.amount - 0.5f));
+                if (r.velocity > 0.0f) f *= r.velocity * velocity.data[5][i] + (1.0f - r.velocity);
+                acc = k == 0 ? f * r.src[i] : acc + f * r.src[i];
+            }
+            const float sum = acc + base[i];
+            want[i] = sum < 0.0f ? 0.0f : (sum > 1.0f ? 1.0f : sum);
+        }
+        const float* got = matrix->modulatedBuffer(res, base.data(), kFrames, 5);
+        ASSERT_NE(got, base.data()) << what;
+        EXPECT_EQ(std::memcmp(got, want.data(), sizeof(float) * kFrames), 0) << what;
+        for (int i = kFrames; i < kFrames + 8; ++i) EXPECT_EQ(got[i], 0.0f) << what;
+    };
+    userSlot(0, kSrcModWheel, 0);
+    userTarget(0, 0, 46, 0.9f);
+    routes.push_back({wheel.table[5], 0.9f, 0.0f});
+    check("one route");
+    userSlot(1, kSrcLfo1, kSrcKeyFollow);
+    userTarget(1, 0, 46, 0.2f);
+    routes.push_back({lfo.table[5], 0.2f, 0.0f});
+    routes.push_back({ramp.table[5], 0.2f, 0.0f});
+    check("three routes");
+    // env1's own slot with a velocity amount: its factor is built per sample.
+    matrix->setSlotValue(kEnvSlotBase, 0, listValue(46));
+    matrix->setSlotValue(kEnvSlotBase, 1, 0.7f);
+    matrix->setSlotValue(kEnvSlotBase, 2, 0.8f); // +0.6
+    matrix->refresh();
+    // The envelope slots come after the user slots.
+    routes.push_back({env.table[5], 0.7f, 2.0f * 0.8f - 1.0f});
+    check("four routes, the last with velocity");
+}
+
+TEST_F(MatrixTest, MovesAnswersForTheParametersARouteReaches) {
+    attach(kSrcModWheel, wheel);
+    userSlot(0, kSrcModWheel, 0);
+    userTarget(0, 0, 46, 0.9f);
+    EXPECT_FALSE(matrix->moves(param("flt1_res"))); // not before the refresh
+    matrix->refresh();
+    EXPECT_TRUE(matrix->moves(param("flt1_res")));
+    EXPECT_FALSE(matrix->moves(param("flt1_cut")));
+    EXPECT_FALSE(matrix->moves(-1));
+    EXPECT_FALSE(matrix->moves(kParamCount));
+    userTarget(0, 0, 0, 0.9f);
+    matrix->refresh();
+    EXPECT_FALSE(matrix->moves(param("flt1_res")));
+}
 
 TEST(MatrixTargets, EveryPlainTargetMovesItsOwnParameterWithItsClass) {
     int plain = 0;

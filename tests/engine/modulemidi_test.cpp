@@ -639,6 +639,39 @@ TEST(ModuleMidiVelocity, SettledVoiceSkipsItsLoopUntilWheelOrEventWakesIt) {
     EXPECT_TRUE(r.eventSamples(0).empty());
 }
 
+TEST(ModuleMidiVelocity, AVoiceThatClaimsNoTriggersHasNoneInItsRecords) {
+    // Readers skip the scan of a voice's gates when it says there are none: that must never
+    // hide a trigger, through notes, releases, cuts, wheel moves and block length changes.
+    Rig r(ModuleMidi::kPoly1);
+    r.setPolyphony(4);
+    int claimedQuiet = 0;
+    auto check = [&](int frames, const char* what) {
+        for (int v = 0; v < kVoiceCount; ++v) {
+            if (r.m.noteVoice(v).mayHaveTriggers()) continue;
+            ++claimedQuiet;
+            for (int i = 0; i < frames; ++i) {
+                const TriggerRecord& rec = r.m.triggerTable()[v][i];
+                ASSERT_EQ(rec.trigger1 | rec.trigger2 | rec.trigger3, 0)
+                    << what << ": voice " << v << " sample " << i;
+            }
+        }
+    };
+    const int lengths[] = {kFrames, 100, 100, 33, kFrames, kFrames};
+    for (int block = 0; block < 24; ++block) {
+        const int frames = lengths[block % 6];
+        r.newBlock();
+        if (block % 4 == 0) r.m.noteOn(block % frames, 50 + block, 90);
+        if (block % 5 == 2) r.m.noteOff(frames - 1, 50 + block - 2);
+        if (block == 9) r.m.cutStreams();
+        if (block == 13) std::fill(r.wheel.begin(), r.wheel.end(), 0.5f);
+        r.render(frames);
+        check(frames, "block");
+        if (HasFatalFailure()) return;
+    }
+    // Most voices sit idle most of the time: the claim is made, not just never wrong.
+    EXPECT_GT(claimedQuiet, 0);
+}
+
 TEST(ModuleMidiVelocity, BlockLengthChangeRefillsTheStreams) {
     Rig r(ModuleMidi::kPoly1);
     r.newBlock();

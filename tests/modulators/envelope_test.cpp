@@ -418,6 +418,43 @@ TEST(EnvelopeModule, ClearStateSilencesARunningVoice) {
     EXPECT_EQ(rig.trace.back(), 0.0f);
 }
 
+TEST(EnvelopeModule, HeldSustainFillsEveryFrameOfEveryBlock) {
+    // A sustain that spans whole blocks is written once and then kept in the buffer: each
+    // block must still read the level over all its frames, through level changes, longer
+    // blocks after shorter ones, gates inside a block and a clear.
+    Rig rig;
+    rig.set(2, 0.7f);
+    VoiceEnvelope& v = rig.voice();
+    auto block = [&](int frames, float level, const char* what) {
+        rig.env.m.process(frames, 1);
+        const float* out = rig.env.m.getOutputs(0)[rig.watched];
+        for (int i = 0; i < frames; ++i) ASSERT_EQ(out[i], level) << what << " at " << i;
+    };
+    rig.gates[0][0].trigger2 = 1;
+    rig.env.m.process(kBlock, 1);
+    rig.gates[0][0].trigger2 = 0;
+    ASSERT_EQ(v.stage, kStageSustain);
+    block(kBlock, 0.7f, "held");
+    block(kBlock, 0.7f, "held again");
+    rig.set(2, 0.4f);
+    block(kBlock, 0.4f, "new level");
+    block(100, 0.4f, "short block");
+    block(kBlock, 0.4f, "long block after a short one");
+    // A release and a new start inside one block, then the sustain again.
+    rig.gates[0][50].trigger2 = 2;
+    rig.gates[0][120].trigger2 = 1;
+    rig.env.m.process(kBlock, 1);
+    rig.gates[0][50].trigger2 = rig.gates[0][120].trigger2 = 0;
+    EXPECT_EQ(rig.env.m.getOutputs(0)[0][49], 0.4f);
+    EXPECT_NE(rig.env.m.getOutputs(0)[0][60], 0.4f);
+    block(kBlock, 0.4f, "after the retrigger");
+    rig.env.m.clearState();
+    rig.gates[0][0].trigger2 = 1;
+    rig.env.m.process(kBlock, 1);
+    rig.gates[0][0].trigger2 = 0;
+    block(kBlock, 0.4f, "after a clear");
+}
+
 TEST(EnvelopeModule, RenderingAllocatesNothing) {
     Rig rig(44100.0f, true);
     rig.set(5, at(10));
