@@ -36,6 +36,28 @@ public:
     DepthGlide depth;
 
 private:
+    /// What a slot whose three readers hold one note each needs for its steady loop.
+    struct SteadySlot {
+        const ReaderBlock* modBlock;
+        const ReaderBlock* nextBlock;
+        const ReaderBlock* carrierBlock;
+        int wave;
+        int nextWave;
+        /// False when the depth is 0 throughout: the modulators then only keep time.
+        bool readMod;
+        /// False when the morph is 0 throughout (or the depth is): the next wave keeps time.
+        bool readNext;
+    };
+    /// The notes of the modulators and the carrier for one pitch and ctrlB.
+    static void notesFor(float pitch, float ctrlB, float det, float& mod1, float& mod2,
+                         float& carrierAt);
+    /// A slot of a steady block into the sub-sample sums, four sub-samples a step.
+    void renderSteadySlot(int slot, float det, float levelL, float levelR, const SteadySlot& s,
+                          int n2);
+    /// The sample loop of a slot: any block, with per-sub-sample notes.
+    void renderSlot(const OscBlock& b, int slot, float det, const ReaderBlock& rb,
+                    const ReaderBlock& modBlock, const ReaderBlock& next);
+
     float* pitch2 = nullptr;
     float* a2 = nullptr;
     float* b2 = nullptr;

@@ -25,8 +25,21 @@ struct PinkNoise {
 
 /// State of one channel of the noise filter.
 struct NoiseSvf {
-    float low = 0.0f;
-    float band = 0.0f;
+    double low = 0.0;
+    double band = 0.0;
+};
+
+/// The filter's four passes of one sample (h = in - q band; low += f band; high = h - low;
+/// band += f high; the mean of the tap over the passes) folded into one step of its two
+/// states: low' = a00 low + a01 band + b0 in, band' = a10 low + a11 band + b1 in, out =
+/// c0 low + c1 band + d in. One step waits on one product and two sums where the passes wait
+/// on twenty operations in a row. The coefficients and the states are kept in double, so the
+/// output stays within the rounding of the passes run in float.
+struct NoiseSvfStep {
+    void set(float f, float q, bool highPass);
+    double a00 = 1.0, a01 = 0.0, a10 = 0.0, a11 = 1.0;
+    double b0 = 0.0, b1 = 0.0;
+    double c0 = 0.0, c1 = 0.0, d = 0.0;
 };
 
 class EngineNoise {
@@ -45,8 +58,8 @@ public:
     NoiseSvf filterR;
 
 private:
+    void renderSlots(const OscBlock& b);
     void fillCutoff(const OscBlock& b, float* cut) const;
-    template <bool kHighPass> static float filter(NoiseSvf& s, float in, float f, float q);
 };
 
 /// 1024 points of sin(pi i / 1023), rounded to three decimals.

@@ -18,6 +18,19 @@ struct FormantStage {
     float s1 = 0.0f;
 };
 
+/// The four parallel formant stages of both channels.
+class FormantBank {
+public:
+    static constexpr int kFormants = 4;
+    /// Filters `left` and `right` in place (groups of 4 may run into the padding); the
+    /// coefficients follow ctrlA and ctrlB per sample.
+    void process(float* left, float* right, const float* ctrlA, const float* ctrlB, int frames,
+                 float sampleRate);
+
+    std::array<FormantStage, kFormants> stagesL;
+    std::array<FormantStage, kFormants> stagesR;
+};
+
 class EngineVowel {
 public:
     static constexpr int kFormants = 4;
@@ -31,11 +44,17 @@ public:
 
     /// Centre of formant `k` in Hz at a vowel position (ctrlA, 0..1) before the shift.
     static float formantHz(int k, float position);
+    /// The all-pass coefficient and the feedback of every formant for ctrlA and ctrlB.
+    static void coefficients(float A, float B, float invRate, float* coef, float* feedback);
 
     std::array<TableReader, kUnisonSlots> readers;
     EngineBuffers buffers;
-    std::array<FormantStage, kFormants> stagesL;
-    std::array<FormantStage, kFormants> stagesR;
+    FormantBank formants;
+
+private:
+    /// The slots' reads and the formants: fused when every slot holds a steady block.
+    void renderSlots(const OscBlock& b);
+    template <class VRead> void renderFused(const OscBlock& b, VRead vread);
 };
 
 } // namespace torvo
