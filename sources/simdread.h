@@ -1,7 +1,11 @@
 #pragma once
-// Four table reads side by side. The phases of a group of 4 samples are computed in one
-// register; the table cells are then fetched as (value, difference) pairs, two floats per
-// load, and interpolated together. Only the fetches stay scalar.
+// Four table reads side by side, for the steady blocks of the oscillators. With one increment
+// for the whole block the phase is run in 32-bit fixed point, one cycle being 2^32 (20 bits
+// below the table point): the wrap is then the integer overflow, and a cell's pair is one shift
+// of a general register. The cell numbers never pass through a vector register, which would
+// cost more than the reads themselves; only the fractions are computed four at a time. The
+// cells are fetched as (value, difference) pairs, two floats per load, and interpolated
+// together.
 
 #include "sources/wavebank.h"
 
@@ -10,75 +14,6 @@
 #include <emmintrin.h>
 
 namespace torvo::simd {
-
-/// Float index (even, 0..8190) and fraction of four phases in [0, 4096).
-struct Cells {
-    __m128i index;
-    __m128 frac;
-};
-
-inline Cells cellsOf(__m128 phase) {
-    const __m128i whole = _mm_cvttps_epi32(phase);
-    const __m128 frac = _mm_sub_ps(phase, _mm_cvtepi32_ps(whole));
-    const __m128i index = _mm_slli_epi32(_mm_and_si128(whole, _mm_set1_epi32(kTablePoints - 1)), 1);
-    return {index, frac};
-}
-
-/// The cells moved by a phase offset in float-index units (even), wrapped in the table.
-inline __m128i shifted(__m128i index, __m128i offset) {
-    return _mm_and_si128(_mm_add_epi32(index, offset), _mm_set1_epi32(kTableFloatMask - 1));
-}
-
-/// The pairs at cells a and b in the low and high halves of one register: two loads.
-inline __m128 pairsAt(const float* table, unsigned a, unsigned b) {
-    const __m128 low =
-        _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(table + a)));
-    return _mm_loadh_pi(low, reinterpret_cast<const __m64*>(table + b));
-}
-
-/// Linear reads of `table` at four cells with their fractions.
-inline __m128 read4(const float* table, __m128i index, __m128 frac) {
-    // Two indices per move to a general register: they are never negative, so the halves of
-    // one 64-bit word split with a shift and a truncation.
-    const unsigned long long low = static_cast<unsigned long long>(_mm_cvtsi128_si64(index));
-    const unsigned long long high =
-        static_cast<unsigned long long>(_mm_cvtsi128_si64(_mm_unpackhi_epi64(index, index)));
-    const __m128 p01 = pairsAt(table, static_cast<unsigned>(low), static_cast<unsigned>(low >> 32));
-    const __m128 p23 =
-        pairsAt(table, static_cast<unsigned>(high), static_cast<unsigned>(high >> 32));
-    const __m128 value = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(2, 0, 2, 0));
-    const __m128 diff = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(3, 1, 3, 1));
-    return _mm_add_ps(value, _mm_mul_ps(frac, diff));
-}
-
-/// The two-level read of a wave at four cells: weightA * A + weightB * B. Below note 48 and
-/// from note 120 one level stands alone, and at each octave's start the other one does: a
-/// level of weight 0 would only add zeros, so it is not read.
-inline __m128 readLevels4(const float* levelA, const float* levelB, float weightA, float weightB,
-                          Cells c) {
-    if (weightB == 0.0f) return _mm_mul_ps(_mm_set1_ps(weightA), read4(levelA, c.index, c.frac));
-    if (weightA == 0.0f) return _mm_mul_ps(_mm_set1_ps(weightB), read4(levelB, c.index, c.frac));
-    return _mm_add_ps(_mm_mul_ps(_mm_set1_ps(weightA), read4(levelA, c.index, c.frac)),
-                      _mm_mul_ps(_mm_set1_ps(weightB), read4(levelB, c.index, c.frac)));
-}
-
-/// Phases base + (i + lane) * inc for lanes 0..3, wrapped into [0, 4096).
-inline __m128 phases4(float base, float inc, int i) {
-    const __m128 lane = _mm_setr_ps(0.0f, 1.0f, 2.0f, 3.0f);
-    __m128 q = _mm_add_ps(
-        _mm_set1_ps(base),
-        _mm_mul_ps(_mm_add_ps(_mm_set1_ps(static_cast<float>(i)), lane), _mm_set1_ps(inc)));
-    const __m128 cycles =
-        _mm_cvtepi32_ps(_mm_cvttps_epi32(_mm_mul_ps(q, _mm_set1_ps(1.0f / 4096.0f))));
-    return _mm_sub_ps(q, _mm_mul_ps(cycles, _mm_set1_ps(4096.0f)));
-}
-
-// ---------------------------------------------------------------------------------------------
-// Reads of a steady block. With one increment for the whole block the phase is run in 32-bit
-// fixed point, one cycle being 2^32 (20 bits below the table point): the wrap is then the
-// integer overflow, and a cell's pair is one shift of a general register. The
-// offsets never pass through a vector register, which would cost more than the reads
-// themselves; only the fractions are computed four at a time.
 
 /// Fixed-point units per table point.
 constexpr float kFixedPerPoint = 1048576.0f;

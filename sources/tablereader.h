@@ -111,16 +111,6 @@ public:
     template <class Read, class VRead, class Phases = simd::FixedPhase>
     void runVector(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
                    float* out, int frames, Read read, VRead vread, const Phases& proto = Phases());
-    /// As runVectorInto(), but the vector read takes the four phases themselves:
-    /// vread(tables, phases, i) -> __m128, for engines that move or scale the phase first.
-    template <class Read, class VRead>
-    void runPhaseVectorInto(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
-                            float* out, int frames, Read read, VRead vread, const SlotSum& sum);
-    /// As run() with a plain policy, with the phase form of the vector read for a steady block;
-    /// the samples always land in `out`.
-    template <class Read, class VRead>
-    void runPhaseVector(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
-                        float* out, int frames, Read read, VRead vread);
     /// For a steady block whose samples nobody hears: moves the phase exactly as runVector()
     /// would and answers true. Answers false, having changed nothing a render depends on, when
     /// the block is not steady; the caller then renders it.
@@ -337,13 +327,6 @@ template <class Phases> struct CellSource {
     Phases at;
 };
 
-/// Float phases of a steady block, four samples a step.
-struct PhaseSource {
-    __m128 operator()(int i) const { return simd::phases4(base, inc, i); }
-    float base;
-    float inc;
-};
-
 template <class Read, class VRead, class Phases>
 void TableReader::runVectorInto(const ReaderBlock& rb, int slot, const float* note,
                                 const float* retrig, float* out, int frames, Read read, VRead vread,
@@ -367,32 +350,6 @@ void TableReader::runVector(const ReaderBlock& rb, int slot, const float* note, 
     steadyLoop(frames, CellSource<Phases>(proto, phase, increment), vread,
                [out](int i, __m128 s) { _mm_storeu_ps(out + i, s); });
     phase = simd::FixedPhase::after(phase, increment, frames);
-}
-
-template <class Read, class VRead>
-void TableReader::runPhaseVectorInto(const ReaderBlock& rb, int slot, const float* note,
-                                     const float* retrig, float* out, int frames, Read read,
-                                     VRead vread, const SlotSum& sum) {
-    if (!enterSteady(rb, note, frames)) {
-        run(rb, slot, note, retrig, out, frames, read);
-        addToSums(out, sum.levelL, sum.levelR, sum.sumL, sum.sumR, frames);
-        return;
-    }
-    steadyLoop(frames, PhaseSource{phase, increment}, vread, SumEmit(sum));
-    phase = floatPhaseAfter(frames);
-}
-
-template <class Read, class VRead>
-void TableReader::runPhaseVector(const ReaderBlock& rb, int slot, const float* note,
-                                 const float* retrig, float* out, int frames, Read read,
-                                 VRead vread) {
-    if (!enterSteady(rb, note, frames)) {
-        run(rb, slot, note, retrig, out, frames, read);
-        return;
-    }
-    steadyLoop(frames, PhaseSource{phase, increment}, vread,
-               [out](int i, __m128 s) { _mm_storeu_ps(out + i, s); });
-    phase = floatPhaseAfter(frames);
 }
 
 /// True when the first `frames` values of `x` are all the same.

@@ -130,8 +130,8 @@ void expectCloseSound(Streams s, Closeness close, float laterWtmix = -1.0f) {
             differenceEnergy += double(dl) * dl + double(dr) * dr;
             energy += double(reference.left()[i]) * reference.left()[i] +
                       double(reference.right()[i]) * reference.right()[i];
-            fastEnergy += double(fast.left()[i]) * fast.left()[i] +
-                          double(fast.right()[i]) * fast.right()[i];
+            fastEnergy +=
+                double(fast.left()[i]) * fast.left()[i] + double(fast.right()[i]) * fast.right()[i];
             ASSERT_TRUE(std::isfinite(fast.left()[i]));
         }
     }
@@ -213,22 +213,6 @@ TEST(WanderingNotes, ClassicAndFmKeepTheSoundOfTheSampleLoop) {
     expectSameSound<EngineClassic>(Streams(67.0f, 0.0f, 0.3f, 0.0f, false, true), 0.02f);
     expectSameSound<EngineFM>(Streams(50.0f, 0.4f, 0.25f, 0.0f, false, true), 0.02f);
     expectSameSound<EngineFM>(Streams(72.0f, 0.7f, 0.1f, 0.6f, false, true), 0.02f);
-}
-
-TEST(VectorReads, FourCellReadEqualsTheScalarReadExactly) {
-    const float* saw = sawAddress(40);
-    for (int k = 0; k < 64; ++k) {
-        // Phases spread over the whole cycle, including the last cell and a whole number.
-        const float base = std::fmod(97.31f * float(k), 4096.0f);
-        const __m128 p =
-            _mm_setr_ps(base, std::fmod(base + 1000.5f, 4096.0f), 4095.75f, float(k * 64));
-        const simd::Cells c = simd::cellsOf(p);
-        alignas(16) float got[4], at[4];
-        _mm_store_ps(got, simd::read4(saw, c.index, c.frac));
-        _mm_store_ps(at, p);
-        for (int lane = 0; lane < 4; ++lane)
-            EXPECT_EQ(got[lane], readTable(saw, at[lane])) << "phase " << at[lane];
-    }
 }
 
 TEST(VectorReads, SlotSumsAddEachSampleAtItsLevel) {
