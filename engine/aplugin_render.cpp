@@ -206,19 +206,13 @@ void APlugin::renderVoices(int frames) {
     filter->updateSmoothers(frames);
     const StereoPtr* bus1 = mixer->getStereoOutputs(0);
     const StereoPtr* bus2 = mixer->getStereoOutputs(1);
-    // Voices go through the filters two at a time: the models that wait on their own last
-    // sample take a second voice in the vector lanes they would leave idle.
-    int waiting = -1;
-    for (int v = firstVoice(); v <= lastVoice(); ++v) {
-        if (!shared.active[v]) continue;
-        if (waiting < 0) {
-            waiting = v;
-            continue;
-        }
-        filter->renderVoicePair(waiting, bus1[waiting], bus2[waiting], v, bus1[v], bus2[v], frames);
-        waiting = -1;
-    }
-    if (waiting >= 0) filter->renderVoice(waiting, frames, bus1[waiting], bus2[waiting]);
+    // All voices go through the filters in one call: the models that wait on their own last
+    // sample take several voices side by side in the time they would leave idle.
+    int list[kVoiceCount];
+    int count = 0;
+    for (int v = firstVoice(); v <= lastVoice(); ++v)
+        if (shared.active[v]) list[count++] = v;
+    filter->renderVoices(list, count, bus1, bus2, frames);
 }
 
 void APlugin::sumVoices(float* const* stereo, int frames) {

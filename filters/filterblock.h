@@ -4,6 +4,8 @@
 // cut-off and resonance, the shared coefficient buffers, and the samples at which a silent
 // voice was retriggered and the model's memory must start from zero.
 
+#include "engine/blockscan.h"
+
 #include <algorithm>
 
 namespace torvo {
@@ -38,6 +40,10 @@ struct FilterBlock {
     const GateEvents* starts = nullptr;
     /// True if the voice was silent when it was last retriggered: its models start clean.
     bool clearAtStart = false;
+    /// Set where the caller already knows that the cut-off (the resonance) holds its first
+    /// value for the whole block, so that a model need not look again in every voice.
+    bool cutHeld = false;
+    bool resHeld = false;
 };
 
 /// Runs `run(from, to)` over the block, calling `clear()` at every note start that must clear
@@ -56,12 +62,9 @@ inline void runSegments(const FilterBlock& b, Run&& run, Clear&& clear) {
     if (b.frames > from) run(from, b.frames);
 }
 
-/// True if every sample of the block holds the first one's value.
-inline bool isConstant(const float* x, int n) {
-    int differs = 0;
-    const float first = x[0];
-    for (int i = 0; i < n; ++i) differs |= x[i] != first;
-    return differs == 0;
+/// True if the block's cut-off and resonance hold for the whole block.
+inline bool controlsHold(const FilterBlock& b) {
+    return (b.cutHeld || isConstant(b.cut, b.frames)) && (b.resHeld || isConstant(b.res, b.frames));
 }
 
 } // namespace torvo

@@ -44,6 +44,42 @@ void FilterSlot::renderPair(FilterSlot& first, const FilterBlock& a, FilterSlot&
     second.render(type, mode, b);
 }
 
+void FilterSlot::renderGroup(FilterSlot* const* slots, const FilterBlock* const* blocks, int count,
+                             int type, int mode) {
+    if (isRealMode(type, mode) && count > 1) {
+        constexpr int kMost = 32;
+        switch (type) {
+        case kFilterScorpio: {
+            ScorpioState* states[kMost];
+            for (int done = 0; done < count; done += kMost) {
+                const int n = std::min(kMost, count - done);
+                for (int v = 0; v < n; ++v) states[v] = &slots[done + v]->scorpio;
+                ScorpioFilter::renderGroup(states, blocks + done, n, mode);
+            }
+            return;
+        }
+        case kFilterPerfecto: {
+            PerfectoState* states[kMost];
+            for (int done = 0; done < count; done += kMost) {
+                const int n = std::min(kMost, count - done);
+                for (int v = 0; v < n; ++v) states[v] = &slots[done + v]->perfecto;
+                LadderFilter::renderPerfectoGroup(states, blocks + done, n, mode);
+            }
+            return;
+        }
+        case kFilterAcido:
+            for (int v = 0; v + 1 < count; v += 2)
+                LadderFilter::renderAcidoPair(slots[v]->acido, *blocks[v], slots[v + 1]->acido,
+                                              *blocks[v + 1], mode);
+            if (count % 2) slots[count - 1]->render(type, mode, *blocks[count - 1]);
+            return;
+        default:
+            break;
+        }
+    }
+    for (int v = 0; v < count; ++v) slots[v]->render(type, mode, *blocks[v]);
+}
+
 void FilterSlot::render(int type, int mode, const FilterBlock& b) {
     if (!isRealMode(type, mode)) type = kFilterOff;
     switch (type) {

@@ -40,6 +40,10 @@ struct FilterSlot {
     /// run sample by sample take both voices in one pass.
     static void renderPair(FilterSlot& first, const FilterBlock& a, FilterSlot& second,
                            const FilterBlock& b, int type, int mode);
+    /// The same block of several voices' slots, each as render() would give it; the models
+    /// that run sample by sample take the voices side by side in one loop.
+    static void renderGroup(FilterSlot* const* slots, const FilterBlock* const* blocks, int count,
+                            int type, int mode);
     /// Zeroes every model's memory except the comb's delay lines.
     void clearStates();
 };

@@ -1,10 +1,12 @@
 #include "filters/ladderfilter.h"
 
 #include "filters/filtercurves.h"
+#include "filters/filterlanes.h"
+#include "filters/ladderkernel.h"
 
 #include <algorithm>
 
-#include <xmmintrin.h>
+#include <emmintrin.h>
 
 namespace torvo {
 
@@ -19,17 +21,54 @@ struct LadderFlavour {
     float gainAt;           // the gain table is read at gainAt * c
     float scale;
     float dampRate;
+    // The same two tables as pairs (point, step to the next point) for the four-lane reads.
+    const float* resPairs;
+    const float* gainPairs;
 };
 
+/// A point table as pairs (point, step to the next point): the step is the difference the
+/// interpolating read takes, so the lanes read one pair where the plain read takes two points.
+template <int N> struct PairTable {
+    alignas(16) float pairs[2 * N] = {};
+    void fill(const float* t) {
+        for (int i = 0; i < N; ++i) {
+            pairs[2 * i] = t[i];
+            pairs[2 * i + 1] = t[i + 1] - t[i];
+        }
+    }
+};
+
+struct LadderPairs {
+    PairTable<FilterCurves::kCutoffPoints> cutoff;
+    PairTable<FilterCurves::kCurvePoints> perfectoRes, acidoRes, lpGain, bpGain;
+};
+
+const LadderPairs& ladderPairs() {
+    static const LadderPairs pairs = [] {
+        const FilterCurves& fc = filterCurves();
+        LadderPairs p;
+        p.cutoff.fill(fc.ladderCutoff);
+        p.perfectoRes.fill(fc.perfectoRes);
+        p.acidoRes.fill(fc.acidoRes);
+        p.lpGain.fill(fc.perfectoLpGain);
+        p.bpGain.fill(fc.perfectoBpGain);
+        return p;
+    }();
+    return pairs;
+}
+
 LadderFlavour flavourOf(const FilterCurves& fc, bool acido, int mode) {
-    if (acido) return {fc.acidoRes, 0.955f, nullptr, 1.0f, 1.0f, 0.3f};
+    const LadderPairs& lp = ladderPairs();
+    if (acido) return {fc.acidoRes, 0.955f, nullptr, 1.0f, 1.0f, 0.3f, lp.acidoRes.pairs, nullptr};
     switch (mode) {
     case LadderFilter::kLp4:
-        return {fc.perfectoRes, 1.0f, fc.perfectoLpGain, 0.85f, 0.5f, 0.75f};
+        return {fc.perfectoRes, 1.0f,  fc.perfectoLpGain,    0.85f,
+                0.5f,           0.75f, lp.perfectoRes.pairs, lp.lpGain.pairs};
     case LadderFilter::kBp4:
-        return {fc.perfectoRes, 1.0f, fc.perfectoBpGain, 1.0f, 0.215f, 0.75f};
+        return {fc.perfectoRes, 1.0f,  fc.perfectoBpGain,    1.0f,
+                0.215f,         0.75f, lp.perfectoRes.pairs, lp.bpGain.pairs};
     default:
-        return {fc.perfectoRes, 1.0f, nullptr, 1.0f, 0.5f, 0.75f};
+        return {fc.perfectoRes, 1.0f, nullptr, 1.0f, 0.5f, 0.75f, lp.perfectoRes.pairs, nullptr};
     }
 }
 
@@ -48,6 +87,29 @@ inline void readTables(const FilterCurves& fc, const LadderFlavour& fl, float c,
     gainT = fl.gainTable ? read32(fl.gainTable, fl.gainAt * c) : 1.0f;
 }
 
+/// Stage one for four samples at once, lane by lane the same arithmetic as readTables(). The
+/// clamp to 0..1 by min and max differs from the scalar one only in the sign of a zero, which
+/// no read can tell.
+inline void readTables4(const LadderFlavour& fl, const float* c, float ratio, float* p, float* res,
+                        float* gainT) {
+    const __m128 zero = _mm_setzero_ps();
+    const __m128 one = _mm_set1_ps(1.0f);
+    const __m128 x = _mm_loadu_ps(c);
+    const __m128 unit = _mm_min_ps(_mm_max_ps(x, zero), one);
+    const float* cutoff = ladderPairs().cutoff.pairs;
+    const __m128 atCut = _mm_mul_ps(unit, _mm_set1_ps(float(FilterCurves::kCutoffPoints - 1)));
+    _mm_storeu_ps(p, _mm_mul_ps(Lanes4::interpolate(cutoff, atCut), _mm_set1_ps(ratio)));
+    const __m128 at32 = _mm_mul_ps(unit, _mm_set1_ps(31.0f));
+    _mm_storeu_ps(res, Lanes4::interpolate(fl.resPairs, at32));
+    if (!fl.gainTable) {
+        _mm_storeu_ps(gainT, one);
+        return;
+    }
+    const __m128 g = _mm_mul_ps(_mm_set1_ps(fl.gainAt), x);
+    const __m128 atGain = _mm_mul_ps(_mm_min_ps(_mm_max_ps(g, zero), one), _mm_set1_ps(31.0f));
+    _mm_storeu_ps(gainT, Lanes4::interpolate(fl.gainPairs, atGain));
+}
+
 /// Stage two: plain arithmetic, in place. (t^2 + 12 + 6t) / (t^2 + 12 - 6t) stands in for
 /// e^t, so at a low cut-off the loop gain reaches 4 r times the resonance table.
 inline void finish(const LadderFlavour& fl, float r, float& p, float& k, float& res, float& gainT) {
@@ -61,12 +123,13 @@ inline void finish(const LadderFlavour& fl, float r, float& p, float& k, float& 
     k = 2.0f * pp - 1.0f;
 }
 
-/// Fills the four coefficient buffers; a block of constant controls reuses the last result.
-void prepare(LadderCoefCache& cache, bool acido, int mode, const FilterBlock& b) {
+/// Fills the four coefficient buffers, or, when the controls hold for the block, only the
+/// cache (a settled knob costs no table reads): answers whether they held.
+bool prepare(LadderCoefCache& cache, bool acido, int mode, const FilterBlock& b) {
     const FilterCurves& fc = filterCurves();
     const LadderFlavour fl = flavourOf(fc, acido, mode);
     const int n = b.frames;
-    if (isConstant(b.cut, n) && isConstant(b.res, n)) {
+    if (controlsHold(b)) {
         const float c = b.cut[0];
         const float r = b.res[0];
         if (c != cache.cut || r != cache.res || mode != cache.mode || b.rateRatio != cache.ratio) {
@@ -75,19 +138,27 @@ void prepare(LadderCoefCache& cache, bool acido, int mode, const FilterBlock& b)
             finish(fl, r, p, k, res, g);
             cache = {c, r, b.rateRatio, mode, p, k, res, g};
         }
-        std::fill(b.cutCoef, b.cutCoef + n, cache.p);
-        std::fill(b.damping, b.damping + n, cache.k);
-        std::fill(b.resCoef, b.resCoef + n, cache.feedback);
-        std::fill(b.gain, b.gain + n, cache.gain);
-        return;
+        return true;
     }
     cache.cut = -1.0f; // the next constant block recomputes
     float* __restrict p = b.cutCoef;
     float* __restrict k = b.damping;
     float* __restrict res = b.resCoef;
     float* __restrict g = b.gain;
-    for (int i = 0; i < n; ++i) readTables(fc, fl, b.cut[i], b.rateRatio, p[i], res[i], g[i]);
+    int at = 0;
+    for (; at + 4 <= n; at += 4) readTables4(fl, b.cut + at, b.rateRatio, p + at, res + at, g + at);
+    for (; at < n; ++at) readTables(fc, fl, b.cut[at], b.rateRatio, p[at], res[at], g[at]);
     for (int i = 0; i < n; ++i) finish(fl, b.res[i], p[i], k[i], res[i], g[i]);
+    return false;
+}
+
+/// The cached coefficients of a block that held, written out for a loop that reads buffers.
+void fillFromCache(const LadderCoefCache& cache, const FilterBlock& b) {
+    const int n = b.frames;
+    std::fill(b.cutCoef, b.cutCoef + n, cache.p);
+    std::fill(b.damping, b.damping + n, cache.k);
+    std::fill(b.resCoef, b.resCoef + n, cache.feedback);
+    std::fill(b.gain, b.gain + n, cache.gain);
 }
 
 /// Left and right channels of one ladder stage in the two low lanes of a vector: both run
@@ -269,6 +340,17 @@ void applyGain(const FilterBlock& b) {
     }
 }
 
+void applyGain(const FilterBlock& b, bool steady, float gain) {
+    if (!steady) {
+        applyGain(b);
+        return;
+    }
+    for (int i = 0; i < b.frames; ++i) {
+        b.outL[i] *= gain;
+        b.outR[i] *= gain;
+    }
+}
+
 /// The four lanes of two voices' blocks, voice one in lanes 0 and 1.
 struct PairIo {
     const FilterBlock& a;
@@ -295,56 +377,6 @@ struct SingleIo {
     __m128 in(int i) const { return loadPair(a.inL, a.inR, i); }
     void out(int i, __m128 v) const { storePair(a.outL, a.outR, i, v); }
 };
-
-template <int Mode, class Io>
-inline void perfectoSamples(StagePair& a, StagePair& c, const Io& io, int from, int to) {
-    const __m128 two = _mm_set1_ps(2.0f);
-    const __m128 inScale = _mm_set1_ps(0.6f);
-    const __m128 between = _mm_set1_ps(4.3f);
-    for (int i = from; i < to; ++i) {
-        const StepCoefs k = io.coefs(i);
-        const __m128 in = io.in(i);
-        __m128 out;
-        if (Mode == LadderFilter::kLp4) {
-            out = step(a, _mm_mul_ps(two, in), k, true).y4;
-        } else if (Mode == LadderFilter::kBp4) {
-            const Taps first = step(a, _mm_mul_ps(inScale, in), k, false);
-            const __m128 bp = _mm_sub_ps(first.y4, first.y1);
-            const Taps second = step(c, _mm_mul_ps(between, bp), k, true);
-            out = _mm_sub_ps(second.y4, second.y1);
-        } else if (Mode == LadderFilter::kHp4) {
-            const Taps first = step(a, _mm_mul_ps(inScale, in), k, false);
-            const __m128 hp = _mm_sub_ps(first.x, first.y4);
-            const Taps second = step(c, _mm_mul_ps(between, hp), k, true);
-            out = _mm_sub_ps(second.x, second.y4);
-        } else {
-            const __m128 doubled = _mm_mul_ps(two, in);
-            const Taps t = step(a, doubled, k, true);
-            out = _mm_add_ps(_mm_sub_ps(t.y4, t.y1), doubled);
-        }
-        io.out(i, out);
-    }
-}
-
-template <int Mode> void perfectoLoop(PerfectoState& st, const FilterBlock& b, int from, int to) {
-    StagePair a, c;
-    a.load(st.stage[0], st.stage[2]);
-    c.load(st.stage[1], st.stage[3]);
-    perfectoSamples<Mode>(a, c, SingleIo{b}, from, to);
-    a.store(st.stage[0], st.stage[2]);
-    c.store(st.stage[1], st.stage[3]);
-}
-
-template <int Mode>
-void perfectoPairLoop(PerfectoState& s1, const FilterBlock& b1, PerfectoState& s2,
-                      const FilterBlock& b2) {
-    StagePair a, c;
-    a.load4(s1.stage[0], s1.stage[2], s2.stage[0], s2.stage[2]);
-    c.load4(s1.stage[1], s1.stage[3], s2.stage[1], s2.stage[3]);
-    perfectoSamples<Mode>(a, c, PairIo{b1, b2}, 0, b1.frames);
-    a.store4(s1.stage[0], s1.stage[2], s2.stage[0], s2.stage[2]);
-    c.store4(s1.stage[1], s1.stage[3], s2.stage[1], s2.stage[3]);
-}
 
 template <int Pole, class Io>
 inline void acidoSamples(StagePair& a, const Io& io, int from, int to) {
@@ -377,7 +409,42 @@ bool pairable(const FilterBlock& a, const FilterBlock& b) {
     return a.frames == b.frames && plain(a) && plain(b);
 }
 
+/// Up to PerfectoGroup::kMax voices through one loop; blocks of equal length without a
+/// restart.
+void runPerfectoGroup(PerfectoState* const* states, const FilterBlock* const* blocks, int count,
+                      int mode) {
+    PerfectoGroup g;
+    g.count = count;
+    g.mode = mode;
+    g.steady = true;
+    bool held[PerfectoGroup::kMax];
+    for (int j = 0; j < count; ++j) {
+        g.state[j] = states[j];
+        g.block[j] = blocks[j];
+        held[j] = prepare(states[j]->cache, false, mode, *blocks[j]);
+        g.steady = g.steady && held[j];
+    }
+    if (!g.steady)
+        for (int j = 0; j < count; ++j)
+            if (held[j]) fillFromCache(states[j]->cache, *blocks[j]);
+    const int frames = blocks[0]->frames;
+    if (frames > 0) {
+        // Four voices fill a 256-bit vector; beyond that a second one runs beside it.
+        if (wideFilterLanes() && count > 2)
+            perfectoGroupWide(g, count > 4 ? 2 : 1, 0, frames);
+        else if (count > 2)
+            ladderkernel::run<Lanes4, 2>(g, 0, frames);
+        else
+            ladderkernel::run<Lanes4, 1>(g, 0, frames);
+    }
+    for (int j = 0; j < count; ++j) applyGain(*blocks[j], g.steady, states[j]->cache.gain);
+}
+
 } // namespace
+
+void LadderFilter::warm() {
+    ladderPairs();
+}
 
 void PerfectoState::clear() {
     for (LadderState& s : stage) s = LadderState{};
@@ -388,56 +455,49 @@ void AcidoState::clear() {
 }
 
 void LadderFilter::renderPerfecto(PerfectoState& st, int mode, const FilterBlock& b) {
-    prepare(st.cache, false, mode, b);
+    PerfectoGroup g;
+    g.count = 1;
+    g.mode = mode;
+    g.steady = prepare(st.cache, false, mode, b);
+    g.state[0] = &st;
+    g.block[0] = &b;
     runSegments(
-        b,
-        [&](int from, int to) {
-            switch (mode) {
-            case kLp4:
-                perfectoLoop<kLp4>(st, b, from, to);
-                break;
-            case kBp4:
-                perfectoLoop<kBp4>(st, b, from, to);
-                break;
-            case kHp4:
-                perfectoLoop<kHp4>(st, b, from, to);
-                break;
-            default:
-                perfectoLoop<kPeak>(st, b, from, to);
-                break;
-            }
-        },
+        b, [&](int from, int to) { ladderkernel::run<Lanes4One, 1>(g, from, to); },
         [&] { st.clear(); });
-    applyGain(b);
+    applyGain(b, g.steady, st.cache.gain);
 }
 
 void LadderFilter::renderPerfectoPair(PerfectoState& s1, const FilterBlock& b1, PerfectoState& s2,
                                       const FilterBlock& b2, int mode) {
-    if (!pairable(b1, b2)) {
-        renderPerfecto(s1, mode, b1);
-        renderPerfecto(s2, mode, b2);
-        return;
-    }
-    prepare(s1.cache, false, mode, b1);
-    prepare(s2.cache, false, mode, b2);
-    if (b1.frames > 0) {
-        switch (mode) {
-        case kLp4:
-            perfectoPairLoop<kLp4>(s1, b1, s2, b2);
-            break;
-        case kBp4:
-            perfectoPairLoop<kBp4>(s1, b1, s2, b2);
-            break;
-        case kHp4:
-            perfectoPairLoop<kHp4>(s1, b1, s2, b2);
-            break;
-        default:
-            perfectoPairLoop<kPeak>(s1, b1, s2, b2);
-            break;
+    PerfectoState* const states[2] = {&s1, &s2};
+    const FilterBlock* const blocks[2] = {&b1, &b2};
+    renderPerfectoGroup(states, blocks, 2, mode);
+}
+
+void LadderFilter::renderPerfectoGroup(PerfectoState* const* states,
+                                       const FilterBlock* const* blocks, int count, int mode) {
+    // Voices that restart within the block, or differ in length, go alone.
+    PerfectoState* st[PerfectoGroup::kMax];
+    const FilterBlock* bl[PerfectoGroup::kMax];
+    int n = 0;
+    const int most = wideFilterLanes() ? PerfectoGroup::kMax : PerfectoGroup::kMax / 2;
+    const int frames = count > 0 ? blocks[0]->frames : 0;
+    for (int v = 0; v < count; ++v) {
+        if (!pairable(*blocks[v], *blocks[v]) || blocks[v]->frames != frames) {
+            renderPerfecto(*states[v], mode, *blocks[v]);
+            continue;
+        }
+        st[n] = states[v];
+        bl[n] = blocks[v];
+        if (++n == most) {
+            runPerfectoGroup(st, bl, n, mode);
+            n = 0;
         }
     }
-    applyGain(b1);
-    applyGain(b2);
+    if (n == 1)
+        renderPerfecto(*st[0], mode, *bl[0]);
+    else if (n > 1)
+        runPerfectoGroup(st, bl, n, mode);
 }
 
 void LadderFilter::renderAcidoPair(AcidoState& s1, const FilterBlock& b1, AcidoState& s2,
@@ -447,8 +507,8 @@ void LadderFilter::renderAcidoPair(AcidoState& s1, const FilterBlock& b1, AcidoS
         renderAcido(s2, mode, b2);
         return;
     }
-    prepare(s1.cache, true, mode, b1);
-    prepare(s2.cache, true, mode, b2);
+    if (prepare(s1.cache, true, mode, b1)) fillFromCache(s1.cache, b1);
+    if (prepare(s2.cache, true, mode, b2)) fillFromCache(s2.cache, b2);
     if (b1.frames > 0) {
         switch (mode) {
         case 0:
@@ -470,7 +530,7 @@ void LadderFilter::renderAcidoPair(AcidoState& s1, const FilterBlock& b1, AcidoS
 }
 
 void LadderFilter::renderAcido(AcidoState& st, int mode, const FilterBlock& b) {
-    prepare(st.cache, true, mode, b);
+    if (prepare(st.cache, true, mode, b)) fillFromCache(st.cache, b);
     runSegments(
         b,
         [&](int from, int to) {

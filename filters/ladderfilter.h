@@ -49,8 +49,14 @@ public:
     /// Blocks that restart at a note start go one by one.
     static void renderPerfectoPair(PerfectoState& first, const FilterBlock& a,
                                    PerfectoState& second, const FilterBlock& b, int mode);
+    /// Any number of voices' blocks, each exactly as the single call gives it: up to eight
+    /// voices run side by side through one loop.
+    static void renderPerfectoGroup(PerfectoState* const* states, const FilterBlock* const* blocks,
+                                    int count, int mode);
     static void renderAcidoPair(AcidoState& first, const FilterBlock& a, AcidoState& second,
                                 const FilterBlock& b, int mode);
+    /// Builds the models' tables off the audio path.
+    static void warm();
 };
 
 } // namespace torvo

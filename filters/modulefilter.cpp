@@ -21,7 +21,10 @@ void VoiceFilter::reset() {
 
 void ModuleFilter::createVoices() {
     for (int v = 0; v < kVoiceCount; ++v) voices[v] = &filterVoices[v];
-    filterCurves(); // build the tables here, not on the first audio block
+    // Build the tables here, not on the first audio block.
+    filterCurves();
+    LadderFilter::warm();
+    ScorpioFilter::warm();
 }
 
 Voice* ModuleFilter::getVoice(int i) {
@@ -117,7 +120,14 @@ void ModuleFilter::setNoteStreams(float* const* pitch, TriggerRecord* const* not
 }
 
 void ModuleFilter::updateSmoothers(int frames) {
-    for (ParamSmoother* s : {&cut1, &res1, &cut2, &res2, &balance}) s->process(frames, sampleRate);
+    ParamSmoother* const all[5] = {&cut1, &res1, &cut2, &res2, &balance};
+    for (ParamSmoother* s : all) s->process(frames, sampleRate);
+    heldFrames = 0;
+    const int n = std::min(frames, maxFrames);
+    if (n > 0 && cut1.data()) {
+        for (int s = 0; s < 5; ++s) smootherHeld[s] = isConstant(all[s]->data(), n);
+        heldFrames = n;
+    }
     if (!pitchWired && plugin && plugin->midi()) {
         pitchStreams = plugin->midi()->pitchTable();
         triggerStreams = plugin->midi()->triggerTable();
@@ -132,6 +142,14 @@ const float* ModuleFilter::modulate(int localIndex, const float* base, float* ow
     if (!m || m == base) return base;
     for (int i = 0; i < frames; ++i) own[i] = std::clamp(m[i], 0.0f, 1.0f);
     return own;
+}
+
+bool ModuleFilter::knownHeld(const float* buffer, int frames) const {
+    if (frames > heldFrames) return false;
+    const ParamSmoother* const all[5] = {&cut1, &res1, &cut2, &res2, &balance};
+    for (int s = 0; s < 5; ++s)
+        if (buffer == all[s]->data()) return smootherHeld[s];
+    return false;
 }
 
 void ModuleFilter::collectGateEvents(int voice, int frames, GateEvents& events) {
@@ -180,6 +198,9 @@ void ModuleFilter::beginVoice(int voice, int frames, const StereoPtr& bus1, cons
         c2 = f.linkCut;
     }
     job.c2 = c2;
+    job.c2Held = knownHeld(c2, frames);
+    job.r2Held = knownHeld(job.r2, frames);
+    job.balHeld = knownHeld(job.bal, frames);
     job.f = &f;
     job.bus2 = bus2;
 
@@ -204,6 +225,8 @@ void ModuleFilter::beginVoice(int voice, int frames, const StereoPtr& bus1, cons
     b.outR = f.out1R;
     b.cut = c1;
     b.res = r1;
+    b.cutHeld = knownHeld(c1, frames);
+    b.resHeld = knownHeld(r1, frames);
 }
 
 void ModuleFilter::toSecondSlot(VoiceJob& job) const {
@@ -212,9 +235,15 @@ void ModuleFilter::toSecondSlot(VoiceJob& job) const {
     const int frames = b.frames;
     if (routing == kSerial) {
         // The second slot hears its own bus and the first slot.
+        const float* __restrict busL = job.bus2.left;
+        const float* __restrict busR = job.bus2.right;
+        const float* __restrict firstL = f.out1L;
+        const float* __restrict firstR = f.out1R;
+        float* __restrict sumL = f.out2L;
+        float* __restrict sumR = f.out2R;
         for (int i = 0; i < frames; ++i) {
-            f.out2L[i] = job.bus2.left[i] + f.out1L[i];
-            f.out2R[i] = job.bus2.right[i] + f.out1R[i];
+            sumL[i] = busL[i] + firstL[i];
+            sumR[i] = busR[i] + firstR[i];
         }
         b.inL = f.out2L;
         b.inR = f.out2R;
@@ -222,24 +251,23 @@ void ModuleFilter::toSecondSlot(VoiceJob& job) const {
         b.inL = job.bus2.left;
         b.inR = job.bus2.right;
     }
-    b.outL = f.out2L;
-    b.outR = f.out2R;
+    // Slot one's output has been taken by now, so slot two may overwrite it.
+    job.secondOnly = (job.balHeld || isConstant(job.bal, frames)) && job.bal[0] == 1.0f;
+    b.outL = job.secondOnly ? f.out1L : f.out2L;
+    b.outR = job.secondOnly ? f.out1R : f.out2R;
     b.cut = job.c2;
     b.res = job.r2;
+    b.cutHeld = job.c2Held;
+    b.resHeld = job.r2Held;
 }
 
 void ModuleFilter::endVoice(VoiceJob& job) const {
     VoiceFilter& f = *job.f;
     const float* bal = job.bal;
     const int frames = job.b.frames;
-    // The balance at either end is a plain choice of slot.
-    if (isConstant(bal, frames) && (bal[0] == 0.0f || bal[0] == 1.0f)) {
-        if (bal[0] == 1.0f) {
-            std::copy(f.out2L, f.out2L + frames, f.out1L);
-            std::copy(f.out2R, f.out2R + frames, f.out1R);
-        }
-        return;
-    }
+    if (job.secondOnly) return;
+    // At zero the balance is a plain choice of slot one.
+    if ((job.balHeld || isConstant(bal, frames)) && bal[0] == 0.0f) return;
     for (int i = 0; i < frames; ++i) {
         const float w = bal[i];
         f.out1L[i] = (1.0f - w) * f.out1L[i] + w * f.out2L[i];
@@ -264,24 +292,49 @@ void ModuleFilter::renderVoice(int voice, int frames, const StereoPtr& bus1,
 void ModuleFilter::renderVoicePair(int first, const StereoPtr& bus1a, const StereoPtr& bus2a,
                                    int second, const StereoPtr& bus1b, const StereoPtr& bus2b,
                                    int frames) {
-    if (!canRender(first, frames, bus1a, bus2a) || !canRender(second, frames, bus1b, bus2b) ||
-        first == second) {
-        renderVoice(first, frames, bus1a, bus2a);
-        if (second != first) renderVoice(second, frames, bus1b, bus2b);
+    if (first < 0 || first >= kVoiceCount || second < 0 || second >= kVoiceCount) {
+        if (first >= 0 && first < kVoiceCount) renderVoice(first, frames, bus1a, bus2a);
+        if (second >= 0 && second < kVoiceCount) renderVoice(second, frames, bus1b, bus2b);
         return;
     }
+    StereoPtr bus1[kVoiceCount] = {};
+    StereoPtr bus2[kVoiceCount] = {};
+    bus1[second] = bus1b;
+    bus2[second] = bus2b;
+    bus1[first] = bus1a;
+    bus2[first] = bus2a;
+    const int list[2] = {first, second};
+    renderVoices(list, 2, bus1, bus2, frames);
+}
+
+void ModuleFilter::renderVoices(const int* voiceList, int count, const StereoPtr* bus1,
+                                const StereoPtr* bus2, int frames) {
+    if (!voiceList || !bus1 || !bus2 || frames <= 0) return;
+    std::array<VoiceJob, kVoiceCount> jobs;
+    std::array<bool, kVoiceCount> taken{};
+    FilterSlot* slots[kVoiceCount];
+    const FilterBlock* blocks[kVoiceCount];
     frames = std::min(frames, maxFrames);
     ScopedFlushDenormals flush;
-    VoiceJob a;
-    VoiceJob b;
-    beginVoice(first, frames, bus1a, bus2a, a);
-    beginVoice(second, frames, bus1b, bus2b, b);
-    FilterSlot::renderPair(a.f->slot[0], a.b, b.f->slot[0], b.b, type1, mode1);
-    toSecondSlot(a);
-    toSecondSlot(b);
-    FilterSlot::renderPair(a.f->slot[1], a.b, b.f->slot[1], b.b, type2, mode2);
-    endVoice(a);
-    endVoice(b);
+    int n = 0;
+    for (int k = 0; k < count; ++k) {
+        const int v = voiceList[k];
+        if (v < 0 || v >= kVoiceCount || taken[v] || !canRender(v, frames, bus1[v], bus2[v]))
+            continue;
+        taken[v] = true;
+        beginVoice(v, frames, bus1[v], bus2[v], jobs[n]);
+        slots[n] = &jobs[n].f->slot[0];
+        blocks[n] = &jobs[n].b;
+        ++n;
+    }
+    if (n == 0) return;
+    FilterSlot::renderGroup(slots, blocks, n, type1, mode1);
+    for (int j = 0; j < n; ++j) {
+        toSecondSlot(jobs[j]);
+        slots[j] = &jobs[j].f->slot[1];
+    }
+    FilterSlot::renderGroup(slots, blocks, n, type2, mode2);
+    for (int j = 0; j < n; ++j) endVoice(jobs[j]);
 }
 
 void ModuleFilter::clearDelayLines() {

@@ -87,6 +87,12 @@ public:
     /// each other run both voices in one pass.
     void renderVoicePair(int first, const StereoPtr& bus1a, const StereoPtr& bus2a, int second,
                          const StereoPtr& bus1b, const StereoPtr& bus2b, int frames);
+    /// Renders the listed voices, each exactly as renderVoice() would, from the mixer's bus
+    /// tables (indexed by voice). The models whose samples wait on each other take several
+    /// voices side by side in one loop, so the more voices come in one call, the less each
+    /// costs. Invalid or repeated voices are skipped.
+    void renderVoices(const int* voiceList, int count, const StereoPtr* bus1, const StereoPtr* bus2,
+                      int frames);
     /// Zeroes the delay memory of all voices.
     void clearDelayLines();
 
@@ -112,7 +118,13 @@ private:
         const float* c2 = nullptr;
         const float* r2 = nullptr;
         const float* bal = nullptr;
+        bool c2Held = false;
+        bool r2Held = false;
+        bool balHeld = false;
         GateEvents starts;
+        /// The balance stands at slot two for the whole block: slot two writes straight into
+        /// the section's output, and nothing is blended.
+        bool secondOnly = false;
         /// Set for slot one by beginVoice(), then for slot two by toSecondSlot().
         FilterBlock b;
     };
@@ -127,6 +139,9 @@ private:
     /// The modulated form of a smoothed parameter: the base itself while nothing modulates
     /// it, else a copy, clamped to 0..1, in `own`.
     const float* modulate(int localIndex, const float* base, float* own, int frames, int voice);
+    /// Whether `buffer` is a smoother's block that updateSmoothers() found to hold one value;
+    /// false for any other buffer.
+    bool knownHeld(const float* buffer, int frames) const;
     void collectGateEvents(int voice, int frames, GateEvents& events);
 
     std::array<VoiceFilter, kVoiceCount> filterVoices;
@@ -136,6 +151,10 @@ private:
     TriggerRecord* const* triggerStreams = nullptr;
     bool pitchWired = false;
     int maxFrames = 0;
+    /// Which of cut1, res1, cut2, res2 and balance hold for the last block of `heldFrames`:
+    /// found once per block instead of once per voice and slot.
+    std::array<bool, 5> smootherHeld{};
+    int heldFrames = 0;
 };
 
 } // namespace torvo

@@ -40,7 +40,15 @@ public:
     /// restart a model at a note start go one by one.
     static void renderPair(ScorpioState& first, const FilterBlock& a, ScorpioState& second,
                            const FilterBlock& b, int mode);
-    /// True when a block runs without a restart, as a pair needs.
+    /// Any number of voices in one mode, each exactly as render() would give it. The filter's
+    /// samples wait on each other, so voices go through one loop side by side, up to eight
+    /// at a time: the processor works on one voice while another waits. Blocks that restart
+    /// a model at a note start go one by one.
+    static void renderGroup(ScorpioState* const* states, const FilterBlock* const* blocks,
+                            int count, int mode);
+    /// Builds the model's tables and picks its vector width, off the audio path.
+    static void warm();
+    /// True when a block runs without a restart, as a group needs.
     static bool pairable(const FilterBlock& b);
 };
 

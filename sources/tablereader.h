@@ -8,6 +8,7 @@
 // What a sample is made of differs per engine, so run() takes a small policy object that reads
 // the tables (the same read serves the outgoing sound of a fade) and may react to wraps.
 
+#include "engine/blockscan.h"
 #include "sources/pitchincrement.h"
 #include "sources/simdread.h"
 #include "sources/startphasebag.h"
@@ -352,10 +353,6 @@ void TableReader::runVector(const ReaderBlock& rb, int slot, const float* note, 
     phase = simd::FixedPhase::after(phase, increment, frames);
 }
 
-/// True when the first `frames` values of `x` are all the same.
-bool isConstant(const float* x, int frames);
-/// True when one of the first `frames` values of `x` equals `value`.
-bool holdsValue(const float* x, int frames, float value);
 /// Note of a unison slot per sample: clamp(pitch * 127 + detune, 0, 127), in groups of 4.
 /// With `steady` (one pitch for the block) the buffer is just filled with the first note.
 void slotNotes(const float* pitch, float detune, float* out, int frames, bool steady = false);
