@@ -68,6 +68,8 @@ public:
     }
     /// A phase in [0, 4096] in fixed point (4096 wraps to 0).
     static std::uint32_t toFixed(float phase) {
+        // A phase out of its range (never expected) starts the cycle rather than overflowing.
+        if (!(phase > 0.0f && phase <= 4096.0f)) return 0;
         return static_cast<std::uint32_t>(
             static_cast<std::uint64_t>(static_cast<double>(phase) * kFixedPerPoint));
     }
@@ -78,6 +80,7 @@ public:
     }
     /// Fixed-point steps per sample of an increment in table points.
     static std::uint32_t toStep(float increment) {
+        if (!(increment > 0.0f && increment < 4096.0f)) return 0;
         return static_cast<std::uint32_t>(increment * kFixedPerPoint);
     }
 
