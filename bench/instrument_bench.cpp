@@ -179,6 +179,19 @@ void BM_UnisonVoiceHeldNotes(benchmark::State& state) {
     loadUnisonVoice(*engine, state.range(1) != 0);
     runHeld(state, *engine, voices);
 }
+/// The unison voice with vibrato: LFO 1 moves every oscillator's pitch, so no block holds one
+/// pitch and every reader takes its sample-by-sample loop.
+void BM_UnisonVibratoHeldNotes(benchmark::State& state) {
+    const int voices = static_cast<int>(state.range(0));
+    auto engine = makeEngine();
+    setPolyphony(*engine, voices);
+    loadUnisonVoice(*engine, state.range(1) != 0);
+    route(*engine, "lfo1_target1", "osc_all_pt");
+    setValue(*engine, "lfo1_amt1", 0.52f);
+    runHeld(state, *engine, voices);
+}
+BENCHMARK(BM_UnisonVibratoHeldNotes)->Args({16, 0})->Args({16, 1})->Unit(benchmark::kMicrosecond);
+
 /// Args: voices held; 0 for the new-patch oscillators, 1 for the mix of engines.
 BENCHMARK(BM_UnisonVoiceHeldNotes)
     ->Args({16, 0})

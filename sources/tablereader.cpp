@@ -14,9 +14,15 @@ void TableReader::prepare(const ReaderBlock& rb, float firstNote) {
 }
 
 bool holdsPitchIndex(const float* note, int frames, int index) {
-    int differ = 0;
-    for (int i = 0; i < frames; ++i) differ |= noteToPitchIndex(note[i]) != index;
-    return differ == 0;
+    // Moving notes leave the step at once, so the answer is given as soon as it is known.
+    constexpr int kStretch = 32;
+    for (int from = 0; from < frames; from += kStretch) {
+        const int to = std::min(from + kStretch, frames);
+        int differ = 0;
+        for (int i = from; i < to; ++i) differ |= noteToPitchIndex(note[i]) != index;
+        if (differ) return false;
+    }
+    return true;
 }
 
 void TableReader::lookUp(float note) {
@@ -83,11 +89,11 @@ void slotNotes(const float* pitch, float detune, float* out, int frames, bool st
         std::fill(out, out + ((frames + 3) & ~3), n);
         return;
     }
+    const __m128 scale = _mm_set1_ps(127.0f);
+    const __m128 offset = _mm_set1_ps(detune);
     for (int i = 0; i < frames; i += 4) {
-        for (int k = 0; k < 4; ++k) {
-            const float n = pitch[i + k] * 127.0f + detune;
-            out[i + k] = n < 0.0f ? 0.0f : (n > 127.0f ? 127.0f : n);
-        }
+        const __m128 n = _mm_add_ps(_mm_mul_ps(_mm_loadu_ps(pitch + i), scale), offset);
+        _mm_storeu_ps(out + i, _mm_min_ps(_mm_max_ps(n, _mm_setzero_ps()), scale));
     }
 }
 

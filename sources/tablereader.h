@@ -15,6 +15,8 @@
 #include "sources/unisontables.h"
 #include "sources/wavebank.h"
 
+#include <type_traits>
+
 namespace torvo {
 
 /// True when every one of the first `frames` notes falls on pitch step `index`.
@@ -176,6 +178,15 @@ private:
     /// i..i+3, `emit(i, samples)` puts them where they belong.
     template <class Source, class VRead, class Emit>
     void steadyLoop(int frames, Source source, VRead& vread, Emit emit);
+    /// Nothing but the notes moves: no retrigger, no fade, no wave change.
+    bool movingBlock(const ReaderBlock& rb) const {
+        return rb.noRetrigger && !fadeActive && !waveChanged && lastWave == rb.wave;
+    }
+    /// A moving block (prepared): the phase runs in fixed point sample by sample with the
+    /// increments the notes look up, and the reads go four at a time where the tables hold
+    /// (see movingreads.h).
+    template <class Read, class VRead, class Emit>
+    void runMoving(const float* note, int frames, Read& read, VRead& vread, Emit emit);
     template <class Read> void runSteady(float* out, int frames, Read& read);
     template <class Read> void runSteadyInto(const SlotSum& sum, int frames, Read& read);
     void lookUp(float note);
@@ -333,6 +344,12 @@ void TableReader::runVectorInto(const ReaderBlock& rb, int slot, const float* no
                                 const float* retrig, float* out, int frames, Read read, VRead vread,
                                 const SlotSum& sum, const Phases& proto) {
     if (!enterSteady(rb, note, frames)) {
+        if constexpr (std::is_same_v<Phases, simd::FixedPhase>) {
+            if (movingBlock(rb)) {
+                runMoving(note, frames, read, vread, SumEmit(sum));
+                return;
+            }
+        }
         run(rb, slot, note, retrig, out, frames, read);
         addToSums(out, sum.levelL, sum.levelR, sum.sumL, sum.sumR, frames);
         return;
@@ -344,12 +361,18 @@ void TableReader::runVectorInto(const ReaderBlock& rb, int slot, const float* no
 template <class Read, class VRead, class Phases>
 void TableReader::runVector(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
                             float* out, int frames, Read read, VRead vread, const Phases& proto) {
+    const auto store = [out](int i, __m128 s) { _mm_storeu_ps(out + i, s); };
     if (!enterSteady(rb, note, frames)) {
+        if constexpr (std::is_same_v<Phases, simd::FixedPhase>) {
+            if (movingBlock(rb)) {
+                runMoving(note, frames, read, vread, store);
+                return;
+            }
+        }
         run(rb, slot, note, retrig, out, frames, read);
         return;
     }
-    steadyLoop(frames, CellSource<Phases>(proto, phase, increment), vread,
-               [out](int i, __m128 s) { _mm_storeu_ps(out + i, s); });
+    steadyLoop(frames, CellSource<Phases>(proto, phase, increment), vread, store);
     phase = simd::FixedPhase::after(phase, increment, frames);
 }
 
@@ -360,3 +383,5 @@ void slotNotes(const float* pitch, float detune, float* out, int frames, bool st
 void clearBlock(float* buffer, int frames);
 
 } // namespace torvo
+
+#include "sources/movingreads.h"

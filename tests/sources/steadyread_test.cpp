@@ -84,6 +84,17 @@ struct Streams {
         return b;
     }
 
+    /// The same streams with the pitch swinging `depth` semitones around the note, about three
+    /// cycles a block: every sample moves to another pitch step, and the unison copies cross
+    /// whole notes now and then.
+    static Streams withVibrato(float note, float a, float b, float w, float depth) {
+        Streams s(note, a, b, w, false);
+        for (int i = 0; i < kFrames + 4; ++i)
+            s.pitch[i] = (note + depth * std::sin(0.07f * float(i))) / 127.0f;
+        s.wandering = true;
+        return s;
+    }
+
     bool wandering = false;
 };
 
@@ -195,6 +206,19 @@ TEST(SteadyRead, AmSyncMatchesTheSampleLoopAcrossItsResets) {
     expectCloseSound<EngineAMSync>(Streams(48.0f, 0.0f, 0.9f, 0.0f, false), high);
     expectCloseSound<EngineAMSync>(Streams(60.0f, 0.7f, 0.9f, 0.4f, false), high);
     expectCloseSound<EngineAMSync>(Streams(36.0f, 0.5f, 0.5f, 0.0f, true), close, 0.6f);
+}
+
+TEST(MovingNotes, VibratoReadsKeepTheSoundOfTheSampleLoop) {
+    // Saw, pulse, wave and both, with shallow and deep vibrato.
+    for (float depth : {0.1f, 0.7f}) {
+        SCOPED_TRACE(depth);
+        expectSameSound<EngineClassic>(Streams::withVibrato(50.0f, 0.0f, 0.5f, 0.0f, depth), 0.02f);
+        expectSameSound<EngineClassic>(Streams::withVibrato(61.5f, 0.6f, 0.3f, 0.0f, depth), 0.02f);
+        expectSameSound<EngineClassic>(Streams::withVibrato(73.0f, 0.0f, 0.3f, 1.0f, depth), 0.02f);
+        expectSameSound<EngineClassic>(Streams::withVibrato(44.0f, 0.4f, 0.2f, 0.5f, depth), 0.02f);
+        // The FM modulator and plain wave read their moving notes four at a time as well.
+        expectSameSound<EngineFM>(Streams::withVibrato(55.0f, 0.5f, 0.3f, 0.4f, depth), 0.02f);
+    }
 }
 
 TEST(WanderingNotes, PitchStepHeldOnlyWhileEveryNoteRoundsToIt) {

@@ -1,0 +1,96 @@
+#pragma once
+// Reads of a block whose notes move (vibrato, a bend, a glide, a modulated ratio) but that
+// holds no retrigger, fade or wave change. The sample loop would look the increment up on
+// every sample and read one sample at a time; here a scalar pass runs the phase in fixed point
+// with those increments, a chunk at a time, noting for every sample which note's tables it
+// reads, and the reads then go four at a time wherever the four samples share their tables.
+// As in the sample loop, a sample is read with the tables of the notes before it and moves the
+// phase by its own note's increment. Included at the end of tablereader.h.
+
+#include <algorithm>
+
+namespace torvo {
+
+/// The tables of one whole note of a wave, as lookUp() sets them.
+inline void tablesForNote(TableReader& t, const float* wave, int whole) {
+    t.sawTable = sawAddress(whole);
+    t.levelA = wave + levelOffsetA[whole];
+    t.levelB = wave + levelOffsetB[whole];
+    t.weightB = levelWeightB[whole];
+    t.weightA = 1.0f - t.weightB;
+}
+
+template <class Read, class VRead, class Emit>
+void TableReader::runMoving(const float* note, int frames, Read& read, VRead& vread, Emit emit) {
+    using simd::FixedPhase;
+    constexpr int kChunk = 64;
+    // The tables a sample reads: the reader's own as the block starts (-1), else those of the
+    // whole note last looked up.
+    alignas(16) std::uint32_t at[kChunk];
+    int tablesOf[kChunk];
+    TableReader tables = *this;
+    int current = -1;
+    int shown = -1;
+    std::uint32_t p = FixedPhase::toFixed(phase);
+    std::uint32_t step = FixedPhase::toStep(increment);
+    int index = pitchIndex;
+    float lastLooked = -1.0f;
+    const float* table = pitchIncrementTable();
+    const int padded = (frames + 3) & ~3;
+    for (int from = 0; from < padded; from += kChunk) {
+        const int to = std::min(from + kChunk, padded);
+        for (int i = from; i < to; ++i) {
+            at[i - from] = p;
+            tablesOf[i - from] = current;
+            if (i < frames) {
+                const int j = noteToPitchIndex(note[i]);
+                if (j != index) {
+                    // Written with min and max, which need no branch.
+                    const float n = std::min(std::max(note[i], 0.0f), 127.0f);
+                    index = n == note[i] ? j : noteToPitchIndex(n);
+                    step = FixedPhase::toStep(table[std::min(index, kPitchIndexCount - 1)] *
+                                              incrementRatio);
+                    current = static_cast<int>(n);
+                    lastLooked = note[i];
+                }
+            }
+            p += step;
+        }
+        for (int i = from; i < to; i += 4) {
+            const int* t = tablesOf + (i - from);
+            const std::uint32_t* q = at + (i - from);
+            if (t[0] == t[3]) {
+                // Notes only rise or fall within four samples in practice, but any mix of
+                // tables inside the group takes the sample-by-sample read below.
+                if (t[0] == t[1] && t[1] == t[2]) {
+                    if (t[0] != shown) {
+                        if (t[0] < 0)
+                            tables = *this;
+                        else
+                            tablesForNote(tables, lastWave, t[0]);
+                        shown = t[0];
+                    }
+                    emit(i, vread(tables,
+                                  simd::cellsOfFixed(
+                                      _mm_load_si128(reinterpret_cast<const __m128i*>(q))),
+                                  i));
+                    continue;
+                }
+            }
+            alignas(16) float s[4];
+            for (int k = 0; k < 4; ++k) {
+                TableReader one = *this;
+                if (t[k] >= 0) tablesForNote(one, lastWave, t[k]);
+                s[k] = read(one.sawTable, one.levelA, one.levelB, one.weightA, one.weightB,
+                            FixedPhase::toPoints(q[k]), i + k);
+            }
+            emit(i, _mm_load_ps(s));
+        }
+    }
+    // Leave the reader as the sample loop would: the last note's tables and increment, and the
+    // phase after the block's last sample.
+    if (lastLooked >= 0.0f) lookUp(lastLooked);
+    phase = FixedPhase::toPoints(p - static_cast<std::uint32_t>(padded - frames) * step);
+}
+
+} // namespace torvo
