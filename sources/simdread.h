@@ -9,6 +9,7 @@
 
 #include "sources/wavebank.h"
 
+#include <algorithm>
 #include <cstdint>
 
 #include <emmintrin.h>
@@ -80,8 +81,9 @@ public:
     }
     /// Fixed-point steps per sample of an increment in table points.
     static std::uint32_t toStep(float increment) {
-        if (!(increment > 0.0f && increment < 4096.0f)) return 0;
-        return static_cast<std::uint32_t>(increment * kFixedPerPoint);
+        // Clamped with max and min (no branch on the moving-note path); NaN gives 0.
+        const float inc = std::min(std::max(0.0f, increment), 4095.0f);
+        return static_cast<std::uint32_t>(inc * kFixedPerPoint);
     }
 
     /// The float phase `frames` samples after the start, in [0, 4096).
