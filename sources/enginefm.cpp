@@ -33,13 +33,16 @@ void modulatorNotes(const float* pitch, const float* B, float det, float* out, i
 struct CarrierPhases {
     void start(float phase, float increment) { at.start(phase, increment); }
     simd::Cells4 next() {
-        const simd::Cells4 c =
-            simd::cellsOfFixed(wrapOnceFixed(at.nextPhases(), _mm_loadu_ps(mod)));
-        mod += 4;
+        const simd::Cells4 c = cellsAt(at.nextPhases(), done);
+        done += 4;
         return c;
+    }
+    simd::Cells4 cellsAt(__m128i phases, int i) const {
+        return simd::cellsOfFixed(wrapOnceFixed(phases, _mm_loadu_ps(mod + i)));
     }
 
     const float* mod = nullptr;
+    int done = 0;
     simd::FixedPhase at;
 };
 
@@ -130,7 +133,7 @@ void EngineFM::render(const OscBlock& b) {
             carrierBlock, slot, buffers.note, b.retrig, buffers.slot, n,
             [mod](const float*, const float* la, const float* lb, float wa, float wb, float p,
                   int i) { return readLevels(la, lb, wa, wb, wrapOnce(p + mod[i])); },
-            levels4, CarrierPhases{mod, {}});
+            levels4, CarrierPhases{mod, 0, {}});
         if (!plainSkipped)
             for (int i = 0; i < padded; i += 4) {
                 const __m128 w = _mm_loadu_ps(W + i);

@@ -20,6 +20,10 @@ struct PulsePhases {
         fast = note.multiple(ratio);
     }
     Cells next() { return {note.next(), fast.next()}; }
+    Cells cellsAt(__m128i phases, int) const {
+        return {simd::cellsOfFixed(phases),
+                simd::cellsOfFixed(simd::FixedPhase::times(phases, ratio))};
+    }
 
     int ratio = 1;
     simd::FixedPhase note;

@@ -20,8 +20,9 @@ inline void tablesForNote(TableReader& t, const float* wave, int whole) {
     t.weightA = 1.0f - t.weightB;
 }
 
-template <class Read, class VRead, class Emit>
-void TableReader::runMoving(const float* note, int frames, Read& read, VRead& vread, Emit emit) {
+template <class Read, class VRead, class Emit, class Phases>
+void TableReader::runMoving(const float* note, int frames, Read& read, VRead& vread, Emit emit,
+                            const Phases& proto) {
     using simd::FixedPhase;
     constexpr int kChunk = 64;
     // The tables a sample reads: the reader's own as the block starts (-1), else those of the
@@ -71,8 +72,8 @@ void TableReader::runMoving(const float* note, int frames, Read& read, VRead& vr
                         shown = t[0];
                     }
                     emit(i, vread(tables,
-                                  simd::cellsOfFixed(
-                                      _mm_load_si128(reinterpret_cast<const __m128i*>(q))),
+                                  proto.cellsAt(_mm_load_si128(reinterpret_cast<const __m128i*>(q)),
+                                                i),
                                   i));
                     continue;
                 }

@@ -62,6 +62,18 @@ public:
         return at(scalar * r, step * r);
     }
 
+    /// The cells of four fixed-point phases of sample `i` onwards, for a block whose
+    /// increment moves (every phase source answers this the same way).
+    static Cells4 cellsAt(__m128i phases, int i);
+    /// Four fixed-point phases times a whole number, wrapping as the phases do.
+    static __m128i times(__m128i phases, int ratio) {
+        const __m128i r = _mm_set1_epi32(ratio);
+        const __m128i even = _mm_mul_epu32(phases, r);
+        const __m128i odd = _mm_mul_epu32(_mm_srli_epi64(phases, 32), r);
+        return _mm_unpacklo_epi32(_mm_shuffle_epi32(even, _MM_SHUFFLE(3, 1, 2, 0)),
+                                  _mm_shuffle_epi32(odd, _MM_SHUFFLE(3, 1, 2, 0)));
+    }
+
     /// The fractions of four fixed-point phases.
     static __m128 fractions(__m128i phases) {
         const __m128i below = _mm_and_si128(phases, _mm_set1_epi32(0xFFFFF));
@@ -127,6 +139,10 @@ inline Cells4 shifted(const Cells4& c, const int* offsets) {
         s.at[k] = (c.at[k] + static_cast<std::uint32_t>(offsets[k] >> 1)) & (kTablePoints - 1);
     s.frac = c.frac;
     return s;
+}
+
+inline Cells4 FixedPhase::cellsAt(__m128i phases, int) {
+    return cellsOfFixed(phases);
 }
 
 /// The cells moved by a fixed number of table points, wrapped in the table.

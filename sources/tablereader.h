@@ -104,7 +104,8 @@ public:
     /// sums cannot touch it, so the tables and weights are not fetched again per group).
     /// The cells come from a copy of `proto` started at the reader's phase and increment
     /// (plain fixed-point cells by default; engines that move or scale the phase give their
-    /// own, with start(phase, increment) and next()).
+    /// own, with start(phase, increment), next(), and cellsAt(phases, i) for four
+    /// fixed-point phases of a block whose notes move).
     template <class Read, class VRead, class Phases = simd::FixedPhase>
     void runVectorInto(const ReaderBlock& rb, int slot, const float* note, const float* retrig,
                        float* out, int frames, Read read, VRead vread, const SlotSum& sum,
@@ -185,8 +186,9 @@ private:
     /// A moving block (prepared): the phase runs in fixed point sample by sample with the
     /// increments the notes look up, and the reads go four at a time where the tables hold
     /// (see movingreads.h).
-    template <class Read, class VRead, class Emit>
-    void runMoving(const float* note, int frames, Read& read, VRead& vread, Emit emit);
+    template <class Read, class VRead, class Emit, class Phases>
+    void runMoving(const float* note, int frames, Read& read, VRead& vread, Emit emit,
+                   const Phases& proto);
     template <class Read> void runSteady(float* out, int frames, Read& read);
     template <class Read> void runSteadyInto(const SlotSum& sum, int frames, Read& read);
     void lookUp(float note);
@@ -344,11 +346,9 @@ void TableReader::runVectorInto(const ReaderBlock& rb, int slot, const float* no
                                 const float* retrig, float* out, int frames, Read read, VRead vread,
                                 const SlotSum& sum, const Phases& proto) {
     if (!enterSteady(rb, note, frames)) {
-        if constexpr (std::is_same_v<Phases, simd::FixedPhase>) {
-            if (movingBlock(rb)) {
-                runMoving(note, frames, read, vread, SumEmit(sum));
-                return;
-            }
+        if (movingBlock(rb)) {
+            runMoving(note, frames, read, vread, SumEmit(sum), proto);
+            return;
         }
         run(rb, slot, note, retrig, out, frames, read);
         addToSums(out, sum.levelL, sum.levelR, sum.sumL, sum.sumR, frames);
@@ -363,11 +363,9 @@ void TableReader::runVector(const ReaderBlock& rb, int slot, const float* note, 
                             float* out, int frames, Read read, VRead vread, const Phases& proto) {
     const auto store = [out](int i, __m128 s) { _mm_storeu_ps(out + i, s); };
     if (!enterSteady(rb, note, frames)) {
-        if constexpr (std::is_same_v<Phases, simd::FixedPhase>) {
-            if (movingBlock(rb)) {
-                runMoving(note, frames, read, vread, store);
-                return;
-            }
+        if (movingBlock(rb)) {
+            runMoving(note, frames, read, vread, store, proto);
+            return;
         }
         run(rb, slot, note, retrig, out, frames, read);
         return;

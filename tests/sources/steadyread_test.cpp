@@ -216,8 +216,12 @@ TEST(MovingNotes, VibratoReadsKeepTheSoundOfTheSampleLoop) {
         expectSameSound<EngineClassic>(Streams::withVibrato(61.5f, 0.6f, 0.3f, 0.0f, depth), 0.02f);
         expectSameSound<EngineClassic>(Streams::withVibrato(73.0f, 0.0f, 0.3f, 1.0f, depth), 0.02f);
         expectSameSound<EngineClassic>(Streams::withVibrato(44.0f, 0.4f, 0.2f, 0.5f, depth), 0.02f);
-        // The FM modulator and plain wave read their moving notes four at a time as well.
+        // So do SawPwm's multiple, and FM's modulator, plain wave and modulated carrier.
+        for (float a : {0.0f, 0.5f, 1.0f})
+            expectSameSound<EngineSawPwm>(Streams::withVibrato(57.0f, a, 0.35f, 0.4f, depth),
+                                          0.02f);
         expectSameSound<EngineFM>(Streams::withVibrato(55.0f, 0.5f, 0.3f, 0.4f, depth), 0.02f);
+        expectSameSound<EngineFM>(Streams::withVibrato(62.0f, 1.0f, 0.6f, 0.0f, depth), 0.02f);
     }
 }
 
@@ -304,6 +308,17 @@ TEST(FixedPhaseReads, MultipleStaysTheExactProductOfThePhase) {
                 EXPECT_NEAR(f.at[k] + double(ff[k]), want, 1.0e-3) << "ratio " << ratio;
             }
         }
+    }
+}
+
+TEST(FixedPhaseReads, WholeMultiplesOfFourPhasesWrapAsTheProduct) {
+    const std::uint32_t p[4] = {0u, 123456789u, 0x80000001u, 0xFFFFFFFFu};
+    for (int ratio = 1; ratio <= 4; ++ratio) {
+        alignas(16) std::uint32_t got[4];
+        _mm_store_si128(
+            reinterpret_cast<__m128i*>(got),
+            simd::FixedPhase::times(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)), ratio));
+        for (int k = 0; k < 4; ++k) EXPECT_EQ(got[k], p[k] * std::uint32_t(ratio)) << ratio;
     }
 }
 
