@@ -18,6 +18,7 @@
 #include "sources/enginevowel.h"
 #include "sources/pitchincrement.h"
 #include "sources/wavebank.h"
+#include "support/enginestreams.h"
 
 #include <gtest/gtest.h>
 
@@ -29,77 +30,12 @@
 namespace torvo {
 namespace {
 
-constexpr int kFrames = 256;
-constexpr int kBlocks = 12;
+constexpr int kFrames = test::kStreamFrames;
+constexpr int kBlocks = test::kStreamBlocks;
 
-/// Streams and settings of one voice, held identical for both renders.
-struct Streams {
-    std::vector<float> pitch, retrig, ctrlA, ctrlB, wtmix;
-    std::vector<int> shift;
-    float detune[kUnisonSlots];
-    float levelL[kUnisonSlots];
-    float levelR[kUnisonSlots];
-    int frames = kFrames;
-    int wave = 9;
-    int count = kUnisonSlots;
-    bool keyTrack = true;
-    float width = 0.5f;
-    float phaseValue = 0.0f;
-    /// Claims modulation of wtmix, so that an engine may not leave the blend's reads out.
-    bool claimWtmixModulated = false;
-
-    Streams(float note, float a, float b, float w)
-        : pitch(kFrames + 4, note / 127.0f), retrig(kFrames + 4, 0.0f), ctrlA(kFrames + 4, a),
-          ctrlB(kFrames + 4, b), wtmix(kFrames + 4, w), shift(kFrames + 4) {
-        for (int s = 0; s < kUnisonSlots; ++s) {
-            detune[s] = 0.37f * float(s) - 1.4f;
-            levelL[s] = 0.8f + 0.02f * float(s);
-            levelR[s] = 1.0f - 0.02f * float(s);
-        }
-        refreshShift();
-    }
-    void refreshShift() {
-        for (int i = 0; i < kFrames + 4; ++i) shift[i] = static_cast<int>(ctrlB[i] * 4096.0f) * 2;
-    }
-    /// ctrlA rises by `span` over each block (a sweep that starts again every block).
-    Streams& rampA(float span) {
-        for (int i = 0; i < kFrames + 4; ++i) ctrlA[i] += span * float(i) / float(kFrames);
-        return *this;
-    }
-    Streams& rampW(float span) {
-        for (int i = 0; i < kFrames + 4; ++i) wtmix[i] += span * float(i) / float(kFrames);
-        return *this;
-    }
-
-    OscBlock block(bool steady, bool retriggers = false) const {
-        OscBlock b;
-        b.frames = frames;
-        b.sampleRate = 48000.0f;
-        b.pitch = pitch.data();
-        b.retrig = retrig.data();
-        b.ctrlA = ctrlA.data();
-        b.ctrlB = ctrlB.data();
-        b.wtmix = wtmix.data();
-        b.shift = shift.data();
-        b.ctrlAModulated = ctrlA.front() != ctrlA.back();
-        b.wtmixModulated = claimWtmixModulated || wtmix.front() != wtmix.back();
-        b.ctrlAValue = ctrlA.front();
-        b.count = count;
-        b.detune = detune;
-        b.levelL = levelL;
-        b.levelR = levelR;
-        b.waveIndex = wave;
-        b.width = width;
-        b.phaseValue = phaseValue;
-        b.keyTrack = keyTrack;
-        b.reader.count = count;
-        b.reader.wave = waveAddress(wave);
-        // A block that may hold a retrigger takes the sample loop.
-        b.reader.noRetrigger = steady && !retriggers;
-        b.reader.notesSteady = true;
-        return b;
-    }
-};
+using test::compareRenders;
+using test::Comparison;
+using test::Streams;
 
 /// "Noise" with its output and work buffers, rendered like the other engines.
 struct NoiseRig {
@@ -121,40 +57,6 @@ struct NoiseRig {
     float* cut = nullptr;
     float* res = nullptr;
 };
-
-struct Comparison {
-    float worst = 0.0f;
-    float loudest = 0.0f;
-};
-
-/// Renders two engines seeded alike for kBlocks blocks, `first` given the blocks of
-/// `blockA`, `second` those of `blockB`, and measures their largest difference.
-template <class Engine, class BlockA, class BlockB>
-Comparison compareRenders(const Streams& s, BlockA blockA, BlockB blockB) {
-    ScopedFlushDenormals flush;
-    setPitchIncrementRate(48000.0f);
-    Pool pool;
-    Engine first;
-    Engine second;
-    first.allocate(pool, kFrames);
-    second.allocate(pool, kFrames);
-    float phases[kUnisonSlots];
-    for (int i = 0; i < kUnisonSlots; ++i) phases[i] = 455.1f * float(i) + 13.7f;
-    first.seedPhases(phases);
-    second.seedPhases(phases);
-    Comparison c;
-    for (int block = 0; block < kBlocks; ++block) {
-        first.render(blockA(s, block));
-        second.render(blockB(s, block));
-        for (int i = 0; i < s.frames; ++i) {
-            EXPECT_TRUE(std::isfinite(first.left()[i]) && std::isfinite(first.right()[i]));
-            c.worst = std::max(c.worst, std::fabs(first.left()[i] - second.left()[i]));
-            c.worst = std::max(c.worst, std::fabs(first.right()[i] - second.right()[i]));
-            c.loudest = std::max(c.loudest, std::fabs(second.left()[i]));
-        }
-    }
-    return c;
-}
 
 /// The steady reads against the sample loop: within `tolerance` of the loudest sample.
 template <class Engine> void expectSteadyKeepsTheSound(const Streams& s, float tolerance) {

@@ -18,6 +18,7 @@
 #include "sources/simdread.h"
 #include "sources/tablereader.h"
 #include "sources/wavebank.h"
+#include "support/enginestreams.h"
 
 #include <gtest/gtest.h>
 
@@ -29,74 +30,10 @@
 namespace torvo {
 namespace {
 
-constexpr int kFrames = 256;
-constexpr int kBlocks = 12;
+constexpr int kFrames = test::kStreamFrames;
+constexpr int kBlocks = test::kStreamBlocks;
 
-/// Streams and settings of one voice, held identical for both renders.
-struct Streams {
-    std::vector<float> pitch, retrig, ctrlA, ctrlB, wtmix;
-    std::vector<int> shift;
-    float detune[kUnisonSlots];
-    float levelL[kUnisonSlots];
-    float levelR[kUnisonSlots];
-
-    /// With `wander` the pitch moves within one pitch step and ctrlB sweeps deep enough to
-    /// move an FM modulator's note across many steps.
-    Streams(float note, float a, float b, float w, bool rampA, bool wander = false)
-        : pitch(kFrames + 4, note / 127.0f), retrig(kFrames + 4, 0.0f), ctrlA(kFrames + 4, a),
-          ctrlB(kFrames + 4, b), wtmix(kFrames + 4, w), shift(kFrames + 4), wandering(wander) {
-        for (int i = 0; i < kFrames + 4; ++i) {
-            if (rampA) ctrlA[i] = a + 0.5f * float(i) / float(kFrames);
-            if (wander) {
-                pitch[i] = (note + 1.0e-4f * std::sin(0.05f * float(i))) / 127.0f;
-                ctrlB[i] = b + 0.2f * float(i) / float(kFrames);
-            }
-            shift[i] = static_cast<int>(ctrlB[i] * 4096.0f) * 2;
-        }
-        for (int s = 0; s < kUnisonSlots; ++s) {
-            detune[s] = 0.37f * float(s) - 1.4f;
-            levelL[s] = 0.8f + 0.02f * float(s);
-            levelR[s] = 1.0f - 0.02f * float(s);
-        }
-    }
-
-    OscBlock block(bool steady) const {
-        OscBlock b;
-        b.frames = kFrames;
-        b.sampleRate = 48000.0f;
-        b.pitch = pitch.data();
-        b.retrig = retrig.data();
-        b.ctrlA = ctrlA.data();
-        b.ctrlB = ctrlB.data();
-        b.wtmix = wtmix.data();
-        b.shift = shift.data();
-        b.ctrlAModulated = wandering || ctrlA.front() != ctrlA.back();
-        b.wtmixModulated = wandering && wtmix.front() != 0.0f;
-        b.count = kUnisonSlots;
-        b.detune = detune;
-        b.levelL = levelL;
-        b.levelR = levelR;
-        b.reader.count = kUnisonSlots;
-        b.reader.wave = waveAddress(9);
-        // A block that may hold a retrigger takes the sample loop; none comes.
-        b.reader.noRetrigger = steady;
-        b.reader.notesSteady = !wandering;
-        return b;
-    }
-
-    /// The same streams with the pitch swinging `depth` semitones around the note, about three
-    /// cycles a block: every sample moves to another pitch step, and the unison copies cross
-    /// whole notes now and then.
-    static Streams withVibrato(float note, float a, float b, float w, float depth) {
-        Streams s(note, a, b, w, false);
-        for (int i = 0; i < kFrames + 4; ++i)
-            s.pitch[i] = (note + depth * std::sin(0.07f * float(i))) / 127.0f;
-        s.wandering = true;
-        return s;
-    }
-
-    bool wandering = false;
-};
+using test::Streams;
 
 /// How far the steady render of an engine may stray from its sample loop.
 struct Closeness {
@@ -108,53 +45,29 @@ struct Closeness {
     float level = 1.0f;
 };
 
-/// Renders both engines for kBlocks blocks and checks their differences against `close`, and
-/// that they are not silent.
+/// Renders both engines and checks their differences against `close`, and that they are not
+/// silent. With `laterWtmix` the blend changes to that value halfway: a blend that starts later
+/// must find every reader where it would have been.
 template <class Engine>
-void expectCloseSound(Streams s, Closeness close, float laterWtmix = -1.0f) {
-    setPitchIncrementRate(48000.0f);
-    Pool pool;
-    Engine fast;
-    Engine reference;
-    fast.allocate(pool, kFrames);
-    reference.allocate(pool, kFrames);
-    float phases[kUnisonSlots];
-    for (int i = 0; i < kUnisonSlots; ++i) phases[i] = 455.1f * float(i) + 13.7f;
-    fast.seedPhases(phases);
-    reference.seedPhases(phases);
-    float worst = 0.0f;
-    float loudest = 0.0f;
-    double differenceEnergy = 0.0;
-    double energy = 0.0;
-    double fastEnergy = 0.0;
-    for (int block = 0; block < kBlocks; ++block) {
-        // A blend that starts later must find every reader where it would have been.
-        if (block == kBlocks / 2 && laterWtmix >= 0.0f)
-            std::fill(s.wtmix.begin(), s.wtmix.end(), laterWtmix);
-        fast.render(s.block(true));
-        reference.render(s.block(false));
-        for (int i = 0; i < kFrames; ++i) {
-            const float dl = fast.left()[i] - reference.left()[i];
-            const float dr = fast.right()[i] - reference.right()[i];
-            worst = std::max({worst, std::fabs(dl), std::fabs(dr)});
-            loudest = std::max(loudest, std::fabs(reference.left()[i]));
-            differenceEnergy += double(dl) * dl + double(dr) * dr;
-            energy += double(reference.left()[i]) * reference.left()[i] +
-                      double(reference.right()[i]) * reference.right()[i];
-            fastEnergy +=
-                double(fast.left()[i]) * fast.left()[i] + double(fast.right()[i]) * fast.right()[i];
-            ASSERT_TRUE(std::isfinite(fast.left()[i]));
-        }
-    }
+void expectCloseSound(const Streams& s, Closeness close, float laterWtmix = -1.0f) {
+    Streams later = s;
+    if (laterWtmix >= 0.0f) std::fill(later.wtmix.begin(), later.wtmix.end(), laterWtmix);
+    const auto at = [&](int block) -> const Streams& {
+        return laterWtmix >= 0.0f && block >= kBlocks / 2 ? later : s;
+    };
+    const test::Comparison c = test::compareRenders<Engine>(
+        s, [&](const Streams&, int block) { return at(block).block(true); },
+        [&](const Streams&, int block) { return at(block).block(false); });
     // Some settings nearly cancel across the nine copies; none may fall silent.
-    EXPECT_GT(loudest, 0.002f);
-    EXPECT_LT(worst, close.worst * loudest);
-    EXPECT_LT(std::sqrt(differenceEnergy), close.rms * std::sqrt(energy));
-    EXPECT_NEAR(std::sqrt(fastEnergy), std::sqrt(energy), close.level * std::sqrt(energy));
+    EXPECT_GT(c.loudest, 0.002f);
+    EXPECT_LT(c.worst, close.worst * c.loudest);
+    EXPECT_LT(std::sqrt(c.differenceEnergy), close.rms * std::sqrt(c.energy));
+    EXPECT_NEAR(std::sqrt(c.otherEnergy), std::sqrt(c.energy), close.level * std::sqrt(c.energy));
 }
 
 /// The steady render stays within `tolerance` of the loudest sample everywhere.
-template <class Engine> void expectSameSound(Streams s, float tolerance, float laterWtmix = -1.0f) {
+template <class Engine>
+void expectSameSound(const Streams& s, float tolerance, float laterWtmix = -1.0f) {
     expectCloseSound<Engine>(s, Closeness{tolerance, 1.0f, 1.0f}, laterWtmix);
 }
 
@@ -162,31 +75,31 @@ TEST(SteadyRead, SawPwmMatchesTheSampleLoopAtEveryMultiple) {
     // ctrlA picks the multiple 1..4; the widest multiple wraps the faster phase three times.
     for (float a : {0.0f, 0.3f, 0.6f, 1.0f}) {
         SCOPED_TRACE(a);
-        expectSameSound<EngineSawPwm>(Streams(57.0f, a, 0.35f, 0.4f, false), 0.02f);
+        expectSameSound<EngineSawPwm>(Streams(57.0f, a, 0.35f, 0.4f), 0.02f);
     }
     // Width and wave blend at their ends, and a high note.
-    expectSameSound<EngineSawPwm>(Streams(96.0f, 0.8f, 0.0f, 0.0f, false), 0.02f);
-    expectSameSound<EngineSawPwm>(Streams(33.0f, 0.5f, 1.0f, 1.0f, false), 0.02f);
-    expectSameSound<EngineSawPwm>(Streams(62.0f, 0.5f, 0.4f, 0.0f, false), 0.02f, 0.7f);
+    expectSameSound<EngineSawPwm>(Streams(96.0f, 0.8f, 0.0f, 0.0f), 0.02f);
+    expectSameSound<EngineSawPwm>(Streams(33.0f, 0.5f, 1.0f, 1.0f), 0.02f);
+    expectSameSound<EngineSawPwm>(Streams(62.0f, 0.5f, 0.4f, 0.0f), 0.02f, 0.7f);
 }
 
 TEST(SteadyRead, FmMatchesTheSampleLoopIncludingDeepModulation) {
     // Full depth pushes the carrier's phase past both ends of the cycle.
     for (float a : {0.0f, 0.4f, 1.0f}) {
         SCOPED_TRACE(a);
-        expectSameSound<EngineFM>(Streams(60.0f, a, 0.25f, 0.3f, false), 0.02f);
+        expectSameSound<EngineFM>(Streams(60.0f, a, 0.25f, 0.3f), 0.02f);
     }
-    expectSameSound<EngineFM>(Streams(45.0f, 0.2f, 0.7f, 0.0f, true), 0.02f);
-    expectSameSound<EngineFM>(Streams(80.0f, 0.9f, 0.0f, 1.0f, false), 0.02f);
+    expectSameSound<EngineFM>(Streams(45.0f, 0.2f, 0.7f, 0.0f).rampA(0.5f), 0.02f);
+    expectSameSound<EngineFM>(Streams(80.0f, 0.9f, 0.0f, 1.0f), 0.02f);
     // Without a blend the plain wave's reader only keeps time, until a blend needs it.
-    expectSameSound<EngineFM>(Streams(52.0f, 0.5f, 0.3f, 0.0f, false), 0.02f, 0.8f);
+    expectSameSound<EngineFM>(Streams(52.0f, 0.5f, 0.3f, 0.0f), 0.02f, 0.8f);
 }
 
 TEST(SteadyRead, ClassicMatchesTheSampleLoopInEveryVariant) {
-    expectSameSound<EngineClassic>(Streams(50.0f, 0.0f, 0.5f, 0.0f, false), 0.02f);
-    expectSameSound<EngineClassic>(Streams(50.0f, 0.6f, 0.3f, 0.5f, true), 0.02f);
-    expectSameSound<EngineClassic>(Streams(70.0f, 0.4f, 0.2f, 0.0f, false), 0.02f);
-    expectSameSound<EngineClassic>(Streams(64.0f, 0.4f, 0.2f, 0.0f, false), 0.02f, 0.5f);
+    expectSameSound<EngineClassic>(Streams(50.0f, 0.0f, 0.5f, 0.0f), 0.02f);
+    expectSameSound<EngineClassic>(Streams(50.0f, 0.6f, 0.3f, 0.5f).rampA(0.5f), 0.02f);
+    expectSameSound<EngineClassic>(Streams(70.0f, 0.4f, 0.2f, 0.0f), 0.02f);
+    expectSameSound<EngineClassic>(Streams(64.0f, 0.4f, 0.2f, 0.0f), 0.02f, 0.5f);
 }
 
 TEST(SteadyRead, AmSyncMatchesTheSampleLoopAcrossItsResets) {
@@ -199,29 +112,28 @@ TEST(SteadyRead, AmSyncMatchesTheSampleLoopAcrossItsResets) {
     const Closeness close{2.5f, 0.03f, 0.01f};
     for (float b : {0.0f, 0.3f}) {
         SCOPED_TRACE(b);
-        expectCloseSound<EngineAMSync>(Streams(48.0f, 0.0f, b, 0.0f, false), close);
-        expectCloseSound<EngineAMSync>(Streams(60.0f, 0.7f, b, 0.4f, false), close);
+        expectCloseSound<EngineAMSync>(Streams(48.0f, 0.0f, b, 0.0f), close);
+        expectCloseSound<EngineAMSync>(Streams(60.0f, 0.7f, b, 0.4f), close);
     }
     const Closeness high{2.5f, 0.5f, 0.03f};
-    expectCloseSound<EngineAMSync>(Streams(48.0f, 0.0f, 0.9f, 0.0f, false), high);
-    expectCloseSound<EngineAMSync>(Streams(60.0f, 0.7f, 0.9f, 0.4f, false), high);
-    expectCloseSound<EngineAMSync>(Streams(36.0f, 0.5f, 0.5f, 0.0f, true), close, 0.6f);
+    expectCloseSound<EngineAMSync>(Streams(48.0f, 0.0f, 0.9f, 0.0f), high);
+    expectCloseSound<EngineAMSync>(Streams(60.0f, 0.7f, 0.9f, 0.4f), high);
+    expectCloseSound<EngineAMSync>(Streams(36.0f, 0.5f, 0.5f, 0.0f).rampA(0.5f), close, 0.6f);
 }
 
 TEST(MovingNotes, VibratoReadsKeepTheSoundOfTheSampleLoop) {
     // Saw, pulse, wave and both, with shallow and deep vibrato.
     for (float depth : {0.1f, 0.7f}) {
         SCOPED_TRACE(depth);
-        expectSameSound<EngineClassic>(Streams::withVibrato(50.0f, 0.0f, 0.5f, 0.0f, depth), 0.02f);
-        expectSameSound<EngineClassic>(Streams::withVibrato(61.5f, 0.6f, 0.3f, 0.0f, depth), 0.02f);
-        expectSameSound<EngineClassic>(Streams::withVibrato(73.0f, 0.0f, 0.3f, 1.0f, depth), 0.02f);
-        expectSameSound<EngineClassic>(Streams::withVibrato(44.0f, 0.4f, 0.2f, 0.5f, depth), 0.02f);
+        expectSameSound<EngineClassic>(Streams(50.0f, 0.0f, 0.5f, 0.0f).vibrato(depth), 0.02f);
+        expectSameSound<EngineClassic>(Streams(61.5f, 0.6f, 0.3f, 0.0f).vibrato(depth), 0.02f);
+        expectSameSound<EngineClassic>(Streams(73.0f, 0.0f, 0.3f, 1.0f).vibrato(depth), 0.02f);
+        expectSameSound<EngineClassic>(Streams(44.0f, 0.4f, 0.2f, 0.5f).vibrato(depth), 0.02f);
         // So do SawPwm's multiple, and FM's modulator, plain wave and modulated carrier.
         for (float a : {0.0f, 0.5f, 1.0f})
-            expectSameSound<EngineSawPwm>(Streams::withVibrato(57.0f, a, 0.35f, 0.4f, depth),
-                                          0.02f);
-        expectSameSound<EngineFM>(Streams::withVibrato(55.0f, 0.5f, 0.3f, 0.4f, depth), 0.02f);
-        expectSameSound<EngineFM>(Streams::withVibrato(62.0f, 1.0f, 0.6f, 0.0f, depth), 0.02f);
+            expectSameSound<EngineSawPwm>(Streams(57.0f, a, 0.35f, 0.4f).vibrato(depth), 0.02f);
+        expectSameSound<EngineFM>(Streams(55.0f, 0.5f, 0.3f, 0.4f).vibrato(depth), 0.02f);
+        expectSameSound<EngineFM>(Streams(62.0f, 1.0f, 0.6f, 0.0f).vibrato(depth), 0.02f);
     }
 }
 
@@ -237,10 +149,10 @@ TEST(WanderingNotes, PitchStepHeldOnlyWhileEveryNoteRoundsToIt) {
 }
 
 TEST(WanderingNotes, ClassicAndFmKeepTheSoundOfTheSampleLoop) {
-    expectSameSound<EngineClassic>(Streams(50.0f, 0.6f, 0.3f, 0.5f, false, true), 0.02f);
-    expectSameSound<EngineClassic>(Streams(67.0f, 0.0f, 0.3f, 0.0f, false, true), 0.02f);
-    expectSameSound<EngineFM>(Streams(50.0f, 0.4f, 0.25f, 0.0f, false, true), 0.02f);
-    expectSameSound<EngineFM>(Streams(72.0f, 0.7f, 0.1f, 0.6f, false, true), 0.02f);
+    expectSameSound<EngineClassic>(Streams(50.0f, 0.6f, 0.3f, 0.5f).wander(), 0.02f);
+    expectSameSound<EngineClassic>(Streams(67.0f, 0.0f, 0.3f, 0.0f).wander(), 0.02f);
+    expectSameSound<EngineFM>(Streams(50.0f, 0.4f, 0.25f, 0.0f).wander(), 0.02f);
+    expectSameSound<EngineFM>(Streams(72.0f, 0.7f, 0.1f, 0.6f).wander(), 0.02f);
 }
 
 TEST(VectorReads, SlotSumsAddEachSampleAtItsLevel) {
