@@ -1,5 +1,6 @@
 // Cost of the oscillators and the mixer per 256-frame block at 48 kHz: one voice of each
-// engine with one copy, and the heavy case of 16 voices with 4 oscillators of 9 copies each.
+// engine with one copy, the costliest engines with nine, and the heavy case of 16 voices with
+// 4 oscillators of 9 copies each.
 // Divide the reported time by the voices rendered to get the cost per voice.
 
 #include "engine/denormals.h"
@@ -115,6 +116,27 @@ void BM_OneVoiceEngine(benchmark::State& state) {
 BENCHMARK(BM_OneVoiceEngine)
     ->ArgsProduct({{0, 1, 2, 3, 4, 5, 6}, {0, 1}})
     ->Unit(benchmark::kMicrosecond);
+
+/// Engine `type` with range(1) copies for one voice; range(2) picks mid-range controls, a wave
+/// with two levels and a blend towards it. Run for the engines that filter or oversample
+/// ("Noise", "HardFM", "Vowel"), whose copies cost the most.
+void BM_EngineCopies(benchmark::State& state) {
+    OscBench b(1, 1);
+    b.set(0, static_cast<float>(state.range(0)) * kThousandth);
+    b.set(11, static_cast<float>(state.range(1) - 1) * kThousandth);
+    b.set(9, 0.6f);
+    b.set(13, 1.0f);
+    if (state.range(2)) {
+        b.set(4, 0.4f);
+        b.set(5, 0.3f);
+        b.set(8, 0.3f);
+        b.set(7, 12 * kThousandth);
+    }
+    run(state, b);
+    state.SetLabel("type " + std::to_string(state.range(0)) + ", " +
+                   std::to_string(state.range(1)) + " copies");
+}
+BENCHMARK(BM_EngineCopies)->ArgsProduct({{1, 5, 6}, {1, 9}, {0, 1}})->Unit(benchmark::kMicrosecond);
 
 /// The default patch: one oscillator of the default row values, per voice.
 void BM_DefaultPatchPerVoice(benchmark::State& state) {
