@@ -35,7 +35,8 @@ void TableReader::runMoving(const float* note, int frames, Read& read, VRead& vr
     std::uint32_t p = FixedPhase::toFixed(phase);
     std::uint32_t step = FixedPhase::toStep(increment);
     int index = pitchIndex;
-    float lastLooked = -1.0f;
+    bool looked = false;
+    float lastLooked = 0.0f;
     const float* table = pitchIncrementTable();
     const int padded = (frames + 3) & ~3;
     for (int from = 0; from < padded; from += kChunk) {
@@ -52,6 +53,7 @@ void TableReader::runMoving(const float* note, int frames, Read& read, VRead& vr
                     step = FixedPhase::toStep(table[std::min(index, kPitchIndexCount - 1)] *
                                               incrementRatio);
                     current = static_cast<int>(n);
+                    looked = true;
                     lastLooked = note[i];
                 }
             }
@@ -60,24 +62,19 @@ void TableReader::runMoving(const float* note, int frames, Read& read, VRead& vr
         for (int i = from; i < to; i += 4) {
             const int* t = tablesOf + (i - from);
             const std::uint32_t* q = at + (i - from);
-            if (t[0] == t[3]) {
-                // Notes only rise or fall within four samples in practice, but any mix of
-                // tables inside the group takes the sample-by-sample read below.
-                if (t[0] == t[1] && t[1] == t[2]) {
-                    if (t[0] != shown) {
-                        if (t[0] < 0)
-                            tables = *this;
-                        else
-                            tablesForNote(tables, lastWave, t[0]);
-                        shown = t[0];
-                    }
-                    emit(i, vread(tables,
-                                  proto.cellsAt(_mm_load_si128(reinterpret_cast<const __m128i*>(q)),
-                                                i),
-                                  i));
-                    continue;
+            if (t[0] == t[1] && t[1] == t[2] && t[2] == t[3]) {
+                if (t[0] != shown) {
+                    if (t[0] < 0)
+                        tables = *this;
+                    else
+                        tablesForNote(tables, lastWave, t[0]);
+                    shown = t[0];
                 }
+                const __m128i phases = _mm_load_si128(reinterpret_cast<const __m128i*>(q));
+                emit(i, vread(tables, proto.cellsAt(phases, i), i));
+                continue;
             }
+            // The group crosses from one note's tables to another's: one sample at a time.
             alignas(16) float s[4];
             for (int k = 0; k < 4; ++k) {
                 TableReader one = *this;
@@ -90,7 +87,7 @@ void TableReader::runMoving(const float* note, int frames, Read& read, VRead& vr
     }
     // Leave the reader as the sample loop would: the last note's tables and increment, and the
     // phase after the block's last sample.
-    if (lastLooked >= 0.0f) lookUp(lastLooked);
+    if (looked) lookUp(lastLooked);
     phase = FixedPhase::toPoints(p - static_cast<std::uint32_t>(padded - frames) * step);
 }
 
