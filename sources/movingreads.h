@@ -29,6 +29,12 @@ void TableReader::runMoving(const float* note, int frames, Read& read, VRead& vr
     // whole note last looked up.
     alignas(16) std::uint32_t at[kChunk];
     int tablesOf[kChunk];
+    // What each sample's note would look up: its pitch step as compared, the step of the
+    // clamped note, its whole note and its increment.
+    alignas(16) int pitchOf[kChunk];
+    alignas(16) int clampedOf[kChunk];
+    alignas(16) int wholeOf[kChunk];
+    alignas(16) std::uint32_t stepOf[kChunk];
     TableReader tables = *this;
     int current = -1;
     int shown = -1;
@@ -41,25 +47,46 @@ void TableReader::runMoving(const float* note, int frames, Read& read, VRead& vr
     const int padded = (frames + 3) & ~3;
     for (int from = 0; from < padded; from += kChunk) {
         const int to = std::min(from + kChunk, padded);
-        for (int i = from; i < to; ++i) {
-            at[i - from] = p;
-            tablesOf[i - from] = current;
-            if (i < frames) {
-                const int j = noteToPitchIndex(note[i]);
-                if (j != index) {
-                    // Written with min and max, which need no branch.
-                    const float n = std::min(std::max(note[i], 0.0f), 127.0f);
-                    index = n == note[i] ? j : noteToPitchIndex(n);
-                    step = FixedPhase::toStep(table[std::min(index, kPitchIndexCount - 1)] *
-                                              incrementRatio);
-                    current = static_cast<int>(n);
-                    looked = true;
-                    lastLooked = note[i];
-                }
+        const int last = std::min(to, frames);
+        // No sample depends on another here, so four go at a time.
+        int i = from;
+        for (; i + 4 <= last; i += 4) {
+            const int c = i - from;
+            const __m128 x = _mm_loadu_ps(note + i);
+            const __m128 n = _mm_min_ps(_mm_max_ps(x, _mm_setzero_ps()), _mm_set1_ps(127.0f));
+            _mm_store_si128(reinterpret_cast<__m128i*>(pitchOf + c), simd::pitchIndex4(x));
+            _mm_store_si128(reinterpret_cast<__m128i*>(clampedOf + c), simd::pitchIndex4(n));
+            _mm_store_si128(reinterpret_cast<__m128i*>(wholeOf + c), _mm_cvttps_epi32(n));
+            // A clamped note's step never passes the table's end.
+            const __m128 inc = _mm_setr_ps(table[clampedOf[c]], table[clampedOf[c + 1]],
+                                           table[clampedOf[c + 2]], table[clampedOf[c + 3]]);
+            _mm_store_si128(reinterpret_cast<__m128i*>(stepOf + c),
+                            FixedPhase::toSteps(_mm_mul_ps(inc, _mm_set1_ps(incrementRatio))));
+        }
+        for (; i < last; ++i) {
+            const int c = i - from;
+            const float n = std::min(std::max(note[i], 0.0f), 127.0f);
+            pitchOf[c] = noteToPitchIndex(note[i]);
+            clampedOf[c] = noteToPitchIndex(n);
+            wholeOf[c] = static_cast<int>(n);
+            stepOf[c] = FixedPhase::toStep(table[clampedOf[c]] * incrementRatio);
+        }
+        // The sample loop's order: read with the tables looked up so far, then look up this
+        // sample's note if its pitch step differs from the cached one, then move the phase.
+        for (i = from; i < to; ++i) {
+            const int c = i - from;
+            at[c] = p;
+            tablesOf[c] = current;
+            if (i < last && pitchOf[c] != index) {
+                index = clampedOf[c];
+                current = wholeOf[c];
+                step = stepOf[c];
+                looked = true;
+                lastLooked = note[i];
             }
             p += step;
         }
-        for (int i = from; i < to; i += 4) {
+        for (i = from; i < to; i += 4) {
             const int* t = tablesOf + (i - from);
             const std::uint32_t* q = at + (i - from);
             if (t[0] == t[1] && t[1] == t[2] && t[2] == t[3]) {

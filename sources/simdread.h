@@ -91,6 +91,15 @@ public:
         const float p = static_cast<float>(static_cast<double>(fixed) * (1.0 / kFixedPerPoint));
         return p < 4096.0f ? p : 0.0f;
     }
+    /// toStep() of four increments.
+    static __m128i toSteps(__m128 increments) {
+        const __m128 inc =
+            _mm_min_ps(_mm_max_ps(increments, _mm_setzero_ps()), _mm_set1_ps(4095.0f));
+        // Up to 2^32: converted as signed after taking 2^31 off, which the sign bit puts back.
+        const __m128 x =
+            _mm_sub_ps(_mm_mul_ps(inc, _mm_set1_ps(kFixedPerPoint)), _mm_set1_ps(2147483648.0f));
+        return _mm_xor_si128(_mm_cvttps_epi32(x), _mm_set1_epi32(static_cast<int>(0x80000000u)));
+    }
     /// Fixed-point steps per sample of an increment in table points.
     static std::uint32_t toStep(float increment) {
         // Clamped with max and min (no branch on the moving-note path); NaN gives 0.
@@ -143,6 +152,12 @@ inline Cells4 shifted(const Cells4& c, const int* offsets) {
 
 inline Cells4 FixedPhase::cellsAt(__m128i phases, int) {
     return cellsOfFixed(phases);
+}
+
+/// noteToPitchIndex() of four notes.
+inline __m128i pitchIndex4(__m128 notes) {
+    const __m128 x = _mm_add_ps(_mm_mul_ps(notes, _mm_set1_ps(2560.0f)), _mm_set1_ps(0.5f));
+    return _mm_srai_epi32(_mm_cvttps_epi32(x), 1);
 }
 
 /// The cells moved by a fixed number of table points, wrapped in the table.

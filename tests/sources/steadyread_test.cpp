@@ -134,6 +134,10 @@ TEST(MovingNotes, VibratoReadsKeepTheSoundOfTheSampleLoop) {
             expectSameSound<EngineSawPwm>(Streams(57.0f, a, 0.35f, 0.4f).vibrato(depth), 0.02f);
         expectSameSound<EngineFM>(Streams(55.0f, 0.5f, 0.3f, 0.4f).vibrato(depth), 0.02f);
         expectSameSound<EngineFM>(Streams(62.0f, 1.0f, 0.6f, 0.0f).vibrato(depth), 0.02f);
+        // A block that is not a whole number of four-sample groups.
+        Streams odd = Streams(59.0f, 0.3f, 0.4f, 0.2f).vibrato(depth);
+        odd.frames = 203;
+        expectSameSound<EngineClassic>(odd, 0.02f);
     }
 }
 
