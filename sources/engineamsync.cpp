@@ -60,17 +60,17 @@ __m128 windowedSlave(const TableReader& master, const TableReader& slave, const 
     const simd::Cells4 at =
         simd::cellsOfFixed(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i)));
     const simd::Cells4 half = simd::movedBy(at, kHalfCycle / 2);
-    __m128 v = simd::read4(slave.sawTable, at);
+    __m128 v = simd::read4(slave.tables.saw, at);
     if (Pulse)
-        v = _mm_sub_ps(v, _mm_mul_ps(_mm_loadu_ps(A + i), simd::read4(slave.sawTable, half)));
+        v = _mm_sub_ps(v, _mm_mul_ps(_mm_loadu_ps(A + i), simd::read4(slave.tables.saw, half)));
     if (Wave) {
         const __m128 w = _mm_loadu_ps(W + i);
-        const __m128 wave =
-            simd::readLevels4(slave.levelA, slave.levelB, slave.weightA, slave.weightB, half);
+        const __m128 wave = simd::readLevels4(slave.tables, half);
         v = _mm_add_ps(_mm_mul_ps(_mm_sub_ps(_mm_set1_ps(1.0f), w), v), _mm_mul_ps(w, wave));
     }
-    const __m128 gain = _mm_add_ps(
-        _mm_mul_ps(_mm_set1_ps(0.5f), simd::read4(master.levelA, window)), _mm_set1_ps(0.5f));
+    const __m128 gain =
+        _mm_add_ps(_mm_mul_ps(_mm_set1_ps(0.5f), simd::read4(master.tables.levelA, window)),
+                   _mm_set1_ps(0.5f));
     return _mm_mul_ps(v, gain);
 }
 

@@ -42,7 +42,7 @@ void EngineClassic::render(const OscBlock& b) {
                 return readTable(saw, p);
             },
             [](const TableReader& t, const simd::Cells4& c, int) {
-                return simd::read4(t.sawTable, c);
+                return simd::read4(t.tables.saw, c);
             });
         break;
     case kWaveOnly:
@@ -54,8 +54,7 @@ void EngineClassic::render(const OscBlock& b) {
                        wb * readTableOffset(lb, p, shift[i]);
             },
             [shift](const TableReader& t, const simd::Cells4& c, int i) {
-                return simd::readLevels4(t.levelA, t.levelB, t.weightA, t.weightB,
-                                         simd::shifted(c, shift + i));
+                return simd::readLevels4(t.tables, simd::shifted(c, shift + i));
             });
         break;
     case kPulseOnly:
@@ -70,8 +69,8 @@ void EngineClassic::render(const OscBlock& b) {
             [A, shift](const TableReader& t, const simd::Cells4& c, int i) {
                 const __m128 a = _mm_loadu_ps(A + i);
                 return _mm_sub_ps(
-                    simd::read4(t.sawTable, c),
-                    _mm_mul_ps(a, simd::read4(t.sawTable, simd::shifted(c, shift + i))));
+                    simd::read4(t.tables.saw, c),
+                    _mm_mul_ps(a, simd::read4(t.tables.saw, simd::shifted(c, shift + i))));
             });
         break;
     case kBoth:
@@ -89,9 +88,9 @@ void EngineClassic::render(const OscBlock& b) {
                 const simd::Cells4 at = simd::shifted(c, shift + i);
                 const __m128 a = _mm_loadu_ps(A + i);
                 const __m128 w = _mm_loadu_ps(W + i);
-                const __m128 pulse = _mm_sub_ps(simd::read4(t.sawTable, c),
-                                                _mm_mul_ps(a, simd::read4(t.sawTable, at)));
-                const __m128 wave = simd::readLevels4(t.levelA, t.levelB, t.weightA, t.weightB, at);
+                const __m128 pulse = _mm_sub_ps(simd::read4(t.tables.saw, c),
+                                                _mm_mul_ps(a, simd::read4(t.tables.saw, at)));
+                const __m128 wave = simd::readLevels4(t.tables, at);
                 return _mm_add_ps(_mm_mul_ps(_mm_sub_ps(_mm_set1_ps(1.0f), w), pulse),
                                   _mm_mul_ps(w, wave));
             });

@@ -115,7 +115,7 @@ void EngineFM::render(const OscBlock& b) {
         const auto levels = [](const float*, const float* la, const float* lb, float wa, float wb,
                                float p, int) { return readLevels(la, lb, wa, wb, p); };
         const auto levels4 = [](const TableReader& t, const simd::Cells4& c, int) {
-            return simd::readLevels4(t.levelA, t.levelB, t.weightA, t.weightB, c);
+            return simd::readLevels4(t.tables, c);
         };
         // With no blend towards the plain wave its samples would be multiplied away; its
         // reader only has to keep time.

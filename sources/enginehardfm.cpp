@@ -152,12 +152,9 @@ template <bool ReadMod, bool ReadNext, bool Boosted> void readSteady(const Stead
         if constexpr (ReadMod) {
             const __m128 w = _mm_loadu_ps(s.morph + i);
             const __m128 rest = _mm_sub_ps(one, w);
-            const __m128 a =
-                simd::readLevels4(ta.levelA, ta.levelB, ta.weightA, ta.weightB, pa.next());
+            const __m128 a = simd::readLevels4(ta.tables, pa.next());
             __m128 nextRead = _mm_setzero_ps();
-            if constexpr (ReadNext)
-                nextRead =
-                    simd::readLevels4(tn.levelA, tn.levelB, tn.weightA, tn.weightB, pn.next());
+            if constexpr (ReadNext) nextRead = simd::readLevels4(tn.tables, pn.next());
             __m128 d = _mm_mul_ps(_mm_add_ps(_mm_mul_ps(rest, r1), _mm_mul_ps(w, r2)),
                                   _mm_loadu_ps(s.depth + i));
             if constexpr (Boosted) d = _mm_mul_ps(d, _mm_add_ps(one, w));
@@ -166,8 +163,7 @@ template <bool ReadMod, bool ReadNext, bool Boosted> void readSteady(const Stead
                            _mm_set1_ps(4096.0f));
             at = wrapOnceFixed(at, mod);
         }
-        const __m128 out =
-            simd::readLevels4(tc.levelA, tc.levelB, tc.weightA, tc.weightB, simd::cellsOfFixed(at));
+        const __m128 out = simd::readLevels4(tc.tables, simd::cellsOfFixed(at));
         _mm_storeu_ps(sumL + i, _mm_add_ps(_mm_loadu_ps(sumL + i), _mm_mul_ps(l, out)));
         _mm_storeu_ps(sumR + i, _mm_add_ps(_mm_loadu_ps(sumR + i), _mm_mul_ps(r, out)));
     }

@@ -156,7 +156,7 @@ void EngineNoise::renderSlots(const OscBlock& b) {
     const auto levels = [](const float*, const float* la, const float* lb, float wa, float wb,
                            float p, int) { return readLevels(la, lb, wa, wb, p); };
     const auto levels4 = [](const TableReader& t, const simd::Cells4& c, int) {
-        return simd::readLevels4(t.levelA, t.levelB, t.weightA, t.weightB, c);
+        return simd::readLevels4(t.tables, c);
     };
     if (noWave) {
         for (int slot = 0; slot < b.count; ++slot) {

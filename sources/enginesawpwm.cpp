@@ -53,9 +53,9 @@ inline __m128 pulseSamples(const TableReader& r, const PulsePhases::Cells& c, co
                            const float* W, const int* shift, int i) {
     const simd::Cells4 back = simd::shiftedBack(c.fast, shift + i);
     return pulseFrom<Wave>(
-        simd::read4(r.sawTable, c.note), simd::read4(r.sawTable, c.fast),
-        simd::read4(r.sawTable, back),
-        [&] { return simd::readLevels4(r.levelA, r.levelB, r.weightA, r.weightB, back); }, B, W, i);
+        simd::read4(r.tables.saw, c.note), simd::read4(r.tables.saw, c.fast),
+        simd::read4(r.tables.saw, back), [&] { return simd::readLevels4(r.tables, back); }, B, W,
+        i);
 }
 
 } // namespace

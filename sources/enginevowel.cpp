@@ -201,7 +201,7 @@ void EngineVowel::renderSlots(const OscBlock& b) {
                 return readTable(saw, p);
             },
             [](const TableReader& t, const simd::Cells4& c, int) {
-                return simd::read4(t.sawTable, c);
+                return simd::read4(t.tables.saw, c);
             });
         return;
     }
@@ -215,8 +215,8 @@ void EngineVowel::renderSlots(const OscBlock& b) {
         [W](const TableReader& t, const simd::Cells4& c, int i) {
             const __m128 w = _mm_loadu_ps(W + i);
             return _mm_add_ps(
-                _mm_mul_ps(_mm_sub_ps(_mm_set1_ps(1.0f), w), simd::read4(t.sawTable, c)),
-                _mm_mul_ps(w, simd::readLevels4(t.levelA, t.levelB, t.weightA, t.weightB, c)));
+                _mm_mul_ps(_mm_sub_ps(_mm_set1_ps(1.0f), w), simd::read4(t.tables.saw, c)),
+                _mm_mul_ps(w, simd::readLevels4(t.tables, c)));
         });
 }
 

@@ -11,15 +11,6 @@
 
 namespace torvo {
 
-/// The tables of one whole note of a wave, as lookUp() sets them.
-inline void tablesForNote(TableReader& t, const float* wave, int whole) {
-    t.sawTable = sawAddress(whole);
-    t.levelA = wave + levelOffsetA[whole];
-    t.levelB = wave + levelOffsetB[whole];
-    t.weightB = levelWeightB[whole];
-    t.weightA = 1.0f - t.weightB;
-}
-
 template <class Read, class VRead, class Emit, class Phases>
 void TableReader::runMoving(const float* note, int frames, Read& read, VRead& vread, Emit emit,
                             const Phases& proto) {
@@ -35,7 +26,7 @@ void TableReader::runMoving(const float* note, int frames, Read& read, VRead& vr
     alignas(16) int clampedOf[kChunk];
     alignas(16) int wholeOf[kChunk];
     alignas(16) std::uint32_t stepOf[kChunk];
-    TableReader tables = *this;
+    TableReader view = *this;
     int current = -1;
     int shown = -1;
     std::uint32_t p = FixedPhase::toFixed(phase);
@@ -91,23 +82,18 @@ void TableReader::runMoving(const float* note, int frames, Read& read, VRead& vr
             const std::uint32_t* q = at + (i - from);
             if (t[0] == t[1] && t[1] == t[2] && t[2] == t[3]) {
                 if (t[0] != shown) {
-                    if (t[0] < 0)
-                        tables = *this;
-                    else
-                        tablesForNote(tables, lastWave, t[0]);
+                    view.tables = t[0] < 0 ? tables : noteTables(lastWave, t[0]);
                     shown = t[0];
                 }
                 const __m128i phases = _mm_load_si128(reinterpret_cast<const __m128i*>(q));
-                emit(i, vread(tables, proto.cellsAt(phases, i), i));
+                emit(i, vread(view, proto.cellsAt(phases, i), i));
                 continue;
             }
             // The group crosses from one note's tables to another's: one sample at a time.
             alignas(16) float s[4];
             for (int k = 0; k < 4; ++k) {
-                TableReader one = *this;
-                if (t[k] >= 0) tablesForNote(one, lastWave, t[k]);
-                s[k] = read(one.sawTable, one.levelA, one.levelB, one.weightA, one.weightB,
-                            FixedPhase::toPoints(q[k]), i + k);
+                const NoteTables one = t[k] < 0 ? tables : noteTables(lastWave, t[k]);
+                s[k] = readWith(read, one, FixedPhase::toPoints(q[k]), i + k);
             }
             emit(i, _mm_load_ps(s));
         }

@@ -196,12 +196,11 @@ inline __m128 read4(const float* table, const Cells4& c) {
 }
 
 /// The two-level read of a wave at four cells, skipping a level of weight 0.
-inline __m128 readLevels4(const float* levelA, const float* levelB, float weightA, float weightB,
-                          const Cells4& c) {
-    if (weightB == 0.0f) return _mm_mul_ps(_mm_set1_ps(weightA), read4(levelA, c));
-    if (weightA == 0.0f) return _mm_mul_ps(_mm_set1_ps(weightB), read4(levelB, c));
-    return _mm_add_ps(_mm_mul_ps(_mm_set1_ps(weightA), read4(levelA, c)),
-                      _mm_mul_ps(_mm_set1_ps(weightB), read4(levelB, c)));
+inline __m128 readLevels4(const NoteTables& t, const Cells4& c) {
+    if (t.weightB == 0.0f) return _mm_mul_ps(_mm_set1_ps(t.weightA), read4(t.levelA, c));
+    if (t.weightA == 0.0f) return _mm_mul_ps(_mm_set1_ps(t.weightB), read4(t.levelB, c));
+    return _mm_add_ps(_mm_mul_ps(_mm_set1_ps(t.weightA), read4(t.levelA, c)),
+                      _mm_mul_ps(_mm_set1_ps(t.weightB), read4(t.levelB, c)));
 }
 
 } // namespace torvo::simd

@@ -10,7 +10,7 @@ void TableReader::prepare(const ReaderBlock& rb, float firstNote) {
     voiceFresh = rb.voiceFresh;
     voiceIndex = rb.voiceIndex > 16 || rb.voiceIndex < 0 ? 0 : rb.voiceIndex;
     if (!lastWave) lastWave = rb.wave;
-    if (!sawTable) lookUp(firstNote);
+    if (!tables.saw) lookUp(firstNote);
 }
 
 bool holdsPitchIndex(const float* note, int frames, int index) {
@@ -29,13 +29,8 @@ void TableReader::lookUp(float note) {
     const float n = std::clamp(note, 0.0f, 127.0f);
     const int j = noteToPitchIndex(n);
     const int whole = static_cast<int>(n);
-    const float* wave = lastWave ? lastWave : waveAddress(0);
-    levelA = wave + levelOffsetA[whole];
-    levelB = wave + levelOffsetB[whole];
-    weightB = levelWeightB[whole];
-    weightA = 1.0f - weightB;
+    tables = noteTables(lastWave ? lastWave : waveAddress(0), whole);
     increment = pitchIncrementTable()[std::min(j, kPitchIndexCount - 1)] * incrementRatio;
-    sawTable = sawAddress(whole);
     pitchIndex = j;
 }
 
@@ -68,19 +63,13 @@ void TableReader::takeStart(const ReaderBlock& rb, int slot) {
     if (rb.lastReaderPhase) rb.lastReaderPhase[slot] = &phase;
 }
 
-void TableReader::copyTablesToFade() {
-    fadeSawTable = sawTable;
-    fadeLevelA = levelA;
-    fadeLevelB = levelB;
-    fadeWeightB = weightB;
-    fadeWeightA = weightA;
-}
-
 void TableReader::takeNewWave(const float* wave, float note) {
     lastWave = wave;
     const int whole = static_cast<int>(std::clamp(note, 0.0f, 127.0f));
-    levelA = wave + levelOffsetA[whole];
-    levelB = wave + levelOffsetB[whole];
+    // The saw and the weights stay: they follow the note, which has not moved.
+    const NoteTables t = noteTables(wave, whole);
+    tables.levelA = t.levelA;
+    tables.levelB = t.levelB;
 }
 
 void slotNotes(const float* pitch, float detune, float* out, int frames, bool steady) {

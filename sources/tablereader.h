@@ -129,19 +129,12 @@ public:
     int pitchIndex = -1;
     float phase = 0.0f;
     float increment = 0.0f;
-    const float* sawTable = nullptr;
-    const float* levelA = nullptr;
-    const float* levelB = nullptr;
-    float weightB = 0.0f;
-    float weightA = 1.0f;
+    /// The tables the reader reads, and those of the sound fading out.
+    NoteTables tables;
     const float* lastWave = nullptr;
     float fadePhase = 0.0f;
     float fadeIncrement = 0.0f;
-    const float* fadeSawTable = nullptr;
-    const float* fadeLevelA = nullptr;
-    const float* fadeLevelB = nullptr;
-    float fadeWeightB = 0.0f;
-    float fadeWeightA = 1.0f;
+    NoteTables fade;
     bool fadeActive = false;
     float fadeGain = 0.0f;
     float fadeStep = 220.5f / 44100.0f;
@@ -191,9 +184,13 @@ private:
                    const Phases& proto);
     template <class Read> void runSteady(float* out, int frames, Read& read);
     template <class Read> void runSteadyInto(const SlotSum& sum, int frames, Read& read);
+    /// The scalar read of the engines, on one set of tables.
+    template <class Read>
+    static float readWith(Read& read, const NoteTables& t, float phase, int i) {
+        return read(t.saw, t.levelA, t.levelB, t.weightA, t.weightB, phase, i);
+    }
     void lookUp(float note);
     void takeStart(const ReaderBlock& rb, int slot);
-    void copyTablesToFade();
     void takeNewWave(const float* wave, float note);
 };
 
@@ -224,7 +221,7 @@ void TableReader::run(const ReaderBlock& rb, int slot, const float* note, const 
             if (fadeAllowed) {
                 fadePhase = p;
                 fadeIncrement = increment;
-                copyTablesToFade();
+                fade = tables;
                 fadeGain = 1.0f;
                 fadeActive = !(voiceFresh && *voiceFresh);
             }
@@ -232,7 +229,7 @@ void TableReader::run(const ReaderBlock& rb, int slot, const float* note, const 
             p = phase;
         }
         if (hooks.forceZero(i)) p = 0.0f;
-        float s = read(sawTable, levelA, levelB, weightA, weightB, p, i);
+        float s = readWith(read, tables, p, i);
         const int j = noteToPitchIndex(note[i]);
         if (j != pitchIndex) lookUp(note[i]);
         p += increment;
@@ -240,14 +237,13 @@ void TableReader::run(const ReaderBlock& rb, int slot, const float* note, const 
             p -= 4096.0f;
             hooks.wrapped(i);
             if (lastWave != rb.wave) {
-                copyTablesToFade();
+                fade = tables;
                 takeNewWave(rb.wave, note[i]);
                 waveChanged = true;
             }
         }
         if (fadeActive) {
-            const float f =
-                read(fadeSawTable, fadeLevelA, fadeLevelB, fadeWeightA, fadeWeightB, fadePhase, i);
+            const float f = readWith(read, fade, fadePhase, i);
             s += fadeGain * (f - s);
             fadePhase += fadeIncrement;
             if (fadePhase >= 4096.0f) fadePhase -= 4096.0f;
@@ -270,7 +266,7 @@ template <class Read> void TableReader::runSteady(float* out, int frames, Read& 
         for (int k = 0; k < 4; ++k) {
             float q = base + static_cast<float>(i + k) * inc;
             q -= static_cast<float>(static_cast<int>(q * kInvCycle)) * 4096.0f;
-            out[i + k] = read(sawTable, levelA, levelB, weightA, weightB, q, i + k);
+            out[i + k] = readWith(read, tables, q, i + k);
         }
     }
     phase = floatPhaseAfter(frames);
@@ -289,7 +285,7 @@ template <class Read> void TableReader::runSteadyInto(const SlotSum& sum, int fr
         for (int k = 0; k < 4; ++k) {
             float q = base + static_cast<float>(i + k) * inc;
             q -= static_cast<float>(static_cast<int>(q * kInvCycle)) * 4096.0f;
-            const float s = read(sawTable, levelA, levelB, weightA, weightB, q, i + k);
+            const float s = readWith(read, tables, q, i + k);
             sumL[i + k] += l * s;
             sumR[i + k] += r * s;
         }
@@ -313,9 +309,9 @@ void TableReader::runInto(const ReaderBlock& rb, int slot, const float* note, co
 
 template <class Source, class VRead, class Emit>
 void TableReader::steadyLoop(int frames, Source source, VRead& vread, Emit emit) {
-    const TableReader tables = *this;
+    const TableReader copy = *this;
     const int padded = (frames + 3) & ~3;
-    for (int i = 0; i < padded; i += 4) emit(i, vread(tables, source(i), i));
+    for (int i = 0; i < padded; i += 4) emit(i, vread(copy, source(i), i));
 }
 
 /// Adds four samples into the sums at a slot's levels.

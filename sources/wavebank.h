@@ -92,6 +92,27 @@ inline constexpr const std::array<int, 128>& levelOffsetA = kLevelChoice.levelOf
 inline constexpr const std::array<int, 128>& levelOffsetB = kLevelChoice.levelOffsetB;
 inline constexpr const std::array<float, 128>& levelWeightB = kLevelChoice.levelWeightB;
 
+/// What a reader reads for one whole note of a wave: the note's saw, and the wave's two levels
+/// with their weights.
+struct NoteTables {
+    const float* saw = nullptr;
+    const float* levelA = nullptr;
+    const float* levelB = nullptr;
+    float weightB = 0.0f;
+    float weightA = 1.0f;
+};
+
+/// The tables of whole note `note` (0..127) of the wave starting at `wave`.
+inline NoteTables noteTables(const float* wave, int note) {
+    NoteTables t;
+    t.saw = sawAddress(note);
+    t.levelA = wave + levelOffsetA[note];
+    t.levelB = wave + levelOffsetB[note];
+    t.weightB = levelWeightB[note];
+    t.weightA = 1.0f - t.weightB;
+    return t;
+}
+
 /// The note (0..127, pitch times 127) rounded to the nearest 1/1280 of a semitone: the index
 /// into `phaseIncrementTable`. Readers compare it with their cached value so that the lookups
 /// run only when the pitch really moves.
