@@ -12,6 +12,7 @@
 #include "workspace/presetlibrary.h"
 #include "workspace/presetmanagercommands.h"
 #include "workspace/presetmanagermodel.h"
+#include "workspacefixture.h"
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -97,19 +98,7 @@ std::vector<std::string> namesOf(const std::vector<TableItem>& list) {
     return names;
 }
 
-long long queryInt(const std::string& dbPath, const std::string& sql) {
-    sqlite3* db = nullptr;
-    long long value = -1;
-    if (sqlite3_open_v2(dbPath.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {
-        sqlite3_stmt* stmt = nullptr;
-        if (sqlite3_prepare_v2(db, sql.c_str(), -1, &stmt, nullptr) == SQLITE_OK &&
-            sqlite3_step(stmt) == SQLITE_ROW)
-            value = sqlite3_column_int64(stmt, 0);
-        sqlite3_finalize(stmt);
-    }
-    sqlite3_close(db);
-    return value;
-}
+using test::queryInt;
 
 /// Stands in for the generation client.
 class FakeGeneration : public GenerationHooks {
