@@ -77,10 +77,7 @@ public:
     void invalidate() { pitchIndex = -1; }
     /// True when a plain read of this block will take the steady path with notes that hold one
     /// value: it then reads the first note only, and the caller need not fill the others.
-    bool readsOneNote(const ReaderBlock& rb) const {
-        const bool sameWave = !lastWave || lastWave == rb.wave;
-        return rb.notesSteady && rb.noRetrigger && !fadeActive && !waveChanged && sameWave;
-    }
+    bool readsOneNote(const ReaderBlock& rb) const { return rb.notesSteady && quietBlock(rb); }
     /// For a reader that readsOneNote(): takes the block's settings and looks the tables up
     /// for `note`, so that runSteadyGroupInto() can read it.
     void beginSteady(const ReaderBlock& rb, float note) {
@@ -146,13 +143,18 @@ public:
     bool waveChanged = false;
 
 private:
+    /// Nothing but the notes may move: no retrigger, no fade, no wave change (a reader that has
+    /// not read yet takes the block's wave).
+    bool quietBlock(const ReaderBlock& rb) const {
+        const bool sameWave = !lastWave || lastWave == rb.wave;
+        return rb.noRetrigger && !fadeActive && !waveChanged && sameWave;
+    }
     /// The block holds nothing that needs the per-sample checks: no retrigger, no fade, no
     /// wave change and one pitch throughout. Notes that wander within the cached pitch step
     /// (a finely modulated FM ratio, say) count as one pitch: the sample loop would never
     /// look anything up for them either.
     bool steadyBlock(const ReaderBlock& rb, const float* note, int frames) const {
-        if (!rb.noRetrigger || fadeActive || waveChanged || lastWave != rb.wave) return false;
-        return rb.notesSteady || holdsPitchIndex(note, frames, pitchIndex);
+        return quietBlock(rb) && (rb.notesSteady || holdsPitchIndex(note, frames, pitchIndex));
     }
     void prepare(const ReaderBlock& rb, float firstNote);
     /// prepare(), then true when the block is steady, with the tables looked up for it.
@@ -172,12 +174,9 @@ private:
     /// i..i+3, `emit(i, samples)` puts them where they belong.
     template <class Source, class VRead, class Emit>
     void steadyLoop(int frames, Source source, VRead& vread, Emit emit);
-    /// Nothing but the notes moves: no retrigger, no fade, no wave change.
-    bool movingBlock(const ReaderBlock& rb) const {
-        return rb.noRetrigger && !fadeActive && !waveChanged && lastWave == rb.wave;
-    }
-    /// A moving block (prepared): the phase runs in fixed point sample by sample with the
-    /// increments the notes look up, and the reads go four at a time where the tables hold
+
+    /// A quiet block whose notes move (prepared): the phase runs in fixed point sample by sample
+    /// with the increments the notes look up, and the reads go four at a time where the tables hold
     /// (see movingreads.h).
     template <class Read, class VRead, class Emit, class Phases>
     void runMoving(const float* note, int frames, Read& read, VRead& vread, Emit emit,
@@ -342,7 +341,7 @@ void TableReader::runVectorInto(const ReaderBlock& rb, int slot, const float* no
                                 const float* retrig, float* out, int frames, Read read, VRead vread,
                                 const SlotSum& sum, const Phases& proto) {
     if (!enterSteady(rb, note, frames)) {
-        if (movingBlock(rb)) {
+        if (quietBlock(rb)) {
             runMoving(note, frames, read, vread, SumEmit(sum), proto);
             return;
         }
@@ -359,7 +358,7 @@ void TableReader::runVector(const ReaderBlock& rb, int slot, const float* note, 
                             float* out, int frames, Read read, VRead vread, const Phases& proto) {
     const auto store = [out](int i, __m128 s) { _mm_storeu_ps(out + i, s); };
     if (!enterSteady(rb, note, frames)) {
-        if (movingBlock(rb)) {
+        if (quietBlock(rb)) {
             runMoving(note, frames, read, vread, store, proto);
             return;
         }
